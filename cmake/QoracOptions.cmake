@@ -1,0 +1,33 @@
+# Flags that every target shares, as interface targets.
+
+add_library(qorac_warnings INTERFACE)
+target_compile_options(qorac_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Werror)
+
+# Sanitizers for everything in the build.
+add_library(qorac_sanitize INTERFACE)
+if(QORAC_SANITIZE)
+  if(QORAC_ISA STREQUAL "all")
+    # The loader binds the kernels before the sanitizer's run time is ready, so that a build with
+    # sanitizers has one level.
+    set(QORAC_ISA v3)
+  endif()
+  target_compile_options(qorac_sanitize INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(qorac_sanitize INTERFACE -fsanitize=address,undefined)
+endif()
+
+# clang has no arch= clones; a clang build has one level.
+if(QORAC_ISA STREQUAL "all" AND NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  set(QORAC_ISA v1)
+endif()
+
+# Flags of the instruction level `level` for a target of the library's sources.
+function(qorac_set_level target level)
+  if(level STREQUAL "all")
+    target_compile_definitions(${target} PRIVATE QORAC_ISA_ALL)
+  elseif(level STREQUAL "v1")
+    target_compile_options(${target} PRIVATE -march=x86-64)
+  else()
+    target_compile_options(${target} PRIVATE -march=x86-64-${level})
+  endif()
+endfunction()

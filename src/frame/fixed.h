@@ -1,0 +1,68 @@
+// Fixed-point arithmetic: the one place that knows how to multiply, wrap, shift and saturate.
+//
+// All functions are exact on every argument unless they say otherwise, and none has undefined
+// behaviour: what wraps, wraps through unsigned.
+#pragma once
+
+#include "frame/dispatch.h"
+#include "qorac.h"
+
+namespace qorac {
+
+using Qor64u = unsigned long long;
+
+constexpr Qor32s kMax32s = 0x7FFFFFFF;
+constexpr Qor32s kMin32s = -kMax32s - 1;
+
+// --- wrapping ---------------------------------------------------------------------------------
+
+constexpr QORAC_INLINE Qor32s wrapAdd(Qor32s a, Qor32s b) { return Qor32s(Qor32u(a) + Qor32u(b)); }
+constexpr QORAC_INLINE Qor32s wrapSub(Qor32s a, Qor32s b) { return Qor32s(Qor32u(a) - Qor32u(b)); }
+constexpr QORAC_INLINE Qor32s wrapNeg(Qor32s a) { return Qor32s(0u - Qor32u(a)); }
+constexpr QORAC_INLINE Qor32s wrapMul(Qor32s a, Qor32s b) { return Qor32s(Qor32u(a) * Qor32u(b)); }
+constexpr QORAC_INLINE Qor32s wrapShl(Qor32s a, int n) { return Qor32s(Qor32u(a) << n); }
+
+// |a|, with the magnitude of the smallest value as an unsigned number.
+constexpr QORAC_INLINE Qor32u magnitude(Qor32s a) { return a < 0 ? 0u - Qor32u(a) : Qor32u(a); }
+
+// --- products ---------------------------------------------------------------------------------
+
+// High half of the 64-bit product: a * b / 2^32, truncated toward minus infinity.
+constexpr QORAC_INLINE Qor32s mulHigh(Qor32s a, Qor32s b) {
+    return Qor32s((Qor64s(a) * Qor64s(b)) >> 32);
+}
+
+// Low 32 bits of (a * b) >> n, the product taken in 64 bits.
+constexpr QORAC_INLINE Qor32s mulShift(Qor32s a, Qor32s b, int n) {
+    return Qor32s((Qor64s(a) * Qor64s(b)) >> n);
+}
+
+// Low 32 bits of (a * b + 2^(n-1)) >> n, the product taken in 64 bits.
+constexpr QORAC_INLINE Qor32s mulRound(Qor32s a, Qor32s b, int n) {
+    return Qor32s((Qor64s(a) * Qor64s(b) + (Qor64s(1) << (n - 1))) >> n);
+}
+
+// --- saturation -------------------------------------------------------------------------------
+
+constexpr QORAC_INLINE Qor32s saturate32s(Qor64s a) {
+    return a > kMax32s ? kMax32s : a < kMin32s ? kMin32s : Qor32s(a);
+}
+constexpr QORAC_INLINE Qor16s saturate16s(Qor64s a) {
+    return Qor16s(a > 32767 ? 32767 : a < -32768 ? -32768 : a);
+}
+
+// --- shifts -----------------------------------------------------------------------------------
+
+// The processor's rule for a variable 32-bit shift: the count is taken modulo 32.
+constexpr QORAC_INLINE Qor32u shrMod32(Qor32u a, int n) { return a >> (Qor32u(n) & 31); }
+constexpr QORAC_INLINE Qor32u shlMod32(Qor32u a, int n) { return a << (Qor32u(n) & 31); }
+
+// a / 2^n rounded to nearest, ties to even; n from 1 to 62 and |a| below 2^62.
+constexpr QORAC_INLINE Qor64s shrRound(Qor64s a, int n) {
+    return (a + ((Qor64s(1) << (n - 1)) - 1) + ((a >> n) & 1)) >> n;
+}
+
+// Number of bits that the value takes: 0 for 0, else 1 + floor(log2(a)).
+constexpr QORAC_INLINE int bitLength(Qor32u a) { return a == 0 ? 0 : 32 - __builtin_clz(a); }
+
+}  // namespace qorac

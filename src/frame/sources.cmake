@@ -1,0 +1,4 @@
+set(units
+  bitcursor.cpp
+  memory.cpp
+)
