@@ -1,6 +1,6 @@
-#include "qorcore.h"
-
 #include <cstdlib>
+
+#include "qorcore.h"
 
 void* qorMalloc(Qor32s len) {
     if (len < 1) return nullptr;

@@ -433,7 +433,304 @@ typedef struct QorsFIRBlockState_32f QorsFIRBlockState_32f;
 
 /* ================================================================ sample formats ============ */
 
+/*
+ * Sample n of channel c stands at n * numChannels + c of the interleaved array. The channels must
+ * not overlap the interleaved array.
+ *
+ *   ppSrc, ppDst  numChannels pointers to len samples each
+ *   pDst, pSrc    numChannels * len samples
+ *
+ * Errors, in order: qorStsNullPtrErr (either array pointer null), qorStsNumChannelsErr (numChannels
+ * below 1), qorStsSizeErr (len below 1), qorStsNullPtrErr (any channel pointer null).
+ * Warning: qorStsAlignmentWarn when the interleaved pointer or a channel pointer is off a 16-byte
+ * boundary.
+ */
+QorStatus qorsInterleave_16s(const Qor16s* const* ppSrc, int numChannels, int len, Qor16s* pDst);
+QorStatus qorsInterleave_32f(const Qor32f* const* ppSrc, int numChannels, int len, Qor32f* pDst);
+QorStatus qorsDeinterleave_16s(const Qor16s* pSrc, int numChannels, int len, Qor16s** ppDst);
+QorStatus qorsDeinterleave_32f(const Qor32f* pSrc, int numChannels, int len, Qor32f** ppDst);
+
+/*
+ * pDst[i] = pSrcMant[i] * 2^(-15 - pSrcExp[i]) for exponents from -142 to 111. The scale is a float
+ * whose exponent field is (112 - pSrcExp[i]) modulo 256: exponent 112 gives 0, -143 infinity, and
+ * what lies outside wraps.
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsSizeErr (len below 1).
+ * Warning: qorStsAlignmentWarn when one of the three pointers is off a 16-byte boundary.
+ */
+QorStatus qorsMakeFloat_16s32f(const Qor16s* pSrcMant, const Qor16s* pSrcExp, int len,
+                               Qor32f* pDst);
+
+/*
+ * Gain of AAC scale factors (ISO/IEC 14496-3 clause 4.6.2): pDst[i] = 2^((pSrc[i] - offset) / 4)
+ * for differences from -512 to 511. A difference outside wraps modulo 1024; the one that falls on
+ * 512 gives what -512 gives.
+ *
+ * Errors, in order: qorStsNullPtrErr (either pointer null), qorStsSizeErr (len below 1).
+ */
+QorStatus qorsCalcSF_16s32f(const Qor16s* pSrc, int offset, Qor32f* pDst, int len);
+
+/*
+ * pDst[i] = |pSrc[i]|^(3/4), the power law of the MP3 and AAC quantizers, with a relative error
+ * below 2^-10; 0 for a magnitude up to 1e-37. The caller's floating-point exceptions stay as they
+ * are.
+ *
+ * Errors, in order: qorStsNullPtrErr (either pointer null), qorStsSizeErr (len below 1).
+ * Warning: qorStsAlignmentWarn when a pointer is off a 16-byte boundary.
+ */
+QorStatus qorsPow34_32f(const Qor32f* pSrc, Qor32f* pDst, int len);
+
+/*
+ * The same power, rounded to the nearest integer with ties to even. A magnitude above 1000000 gives
+ * 31623, a NaN gives 0.
+ *
+ * Errors and warning as qorsPow34_32f.
+ */
+QorStatus qorsPow34_32f16s(const Qor32f* pSrc, Qor16s* pDst, int len);
+
+/*
+ * pDst[i] = (|pSrc[i]| * 2^inScaleFactor)^(3/4) * 2^-scaleFactor, rounded to nearest with ties to
+ * even and at most 32767. The power itself has 15 correct bits.
+ *
+ * Errors, in this order: qorStsSizeErr (len below 1), qorStsNullPtrErr (either pointer null).
+ */
+QorStatus qorsPow34_16s_Sfs(const Qor16s* pSrc, int inScaleFactor, Qor16s* pDst, int scaleFactor,
+                            int len);
+
+/*
+ * pDst[i] = sign(pSrc[i]) * |pSrc[i]|^(4/3), rounded once to single precision (ISO 11172-3 clause
+ * 2.4.3.4, ISO/IEC 13818-7 clause 10). Sources must lie in -8206 to 8206; this is not tested.
+ *
+ * Errors, in order: qorStsNullPtrErr (either pointer null), qorStsSizeErr (len below 0). A len of 0
+ * does nothing.
+ */
+QorStatus qorsPow43_16s32f(const Qor16s* pSrc, Qor32f* pDst, int len);
+
+/*
+ * Multiplies the elements pBandOffset[b] to pBandOffset[b + 1] - 1 by pScale[b], for each band b.
+ * A band that ends at or before its start is empty; the offsets are not tested.
+ *
+ *   pScale       numBands gains
+ *   pBandOffset  numBands + 1 indices into pSrcDst
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsSizeErr (numBands below 1).
+ */
+QorStatus qorsScale_32f_I(Qor32f* pSrcDst, const Qor32f* pScale, const Qor32s* pBandOffset,
+                          int numBands);
+
+/*
+ * Spreading function of psychoacoustic model 2 (ISO 11172-3 clause D.2.3): the gain with which
+ * energy at Bark position src2 masks at position src1, in Q15.
+ *
+ *   src1, src2      positions times 2^-inScaleFactor Bark; the low 16 bits count, as signed
+ *   pDst            one gain: 10^(v / 10) for the level v dB, at most 32767; 0 where the bracketed
+ *                   difference is above 12 or below -6
+ *
+ * Errors: qorStsNullPtrErr (pDst null).
+ */
+QorStatus qorsSpread_16s_Sfs(Qor32s src1, Qor32s src2, int inScaleFactor, Qor16s* pDst);
+
 /* ================================================================ MP3 decoding ============== */
+
+/*
+ * The chain for one granule (ISO 11172-3 clause 2.4.3.4, ISO 13818-3 for id 0): scale factors,
+ * Huffman decoding, requantization with stereo, hybrid synthesis. The numbers go from integers
+ * through lines in Q26 and sub-band samples in Q24 to 16-bit PCM. The caller finds the frames,
+ * keeps the bit reservoir and checks the CRC.
+ */
+
+/* --- unpacking --- */
+
+/*
+ * Reads the frame header at *ppBitStream: 4 bytes, and 2 more for CRCWord when protection_bit is 0.
+ * Neither the syncword nor any field is tested. Advances *ppBitStream by 4 or 6.
+ *
+ * Errors: qorStsNullPtrErr (ppBitStream, pDstHeader or *ppBitStream null).
+ */
+QorStatus qorsUnpackFrameHeader_MP3(Qor8u** ppBitStream, QorMP3FrameHeader* pDstHeader);
+
+/*
+ * Reads the side information of a frame (ISO 11172-3 clause 2.4.1.7), which starts and ends on a
+ * byte boundary: 17 bytes (single channel) or 32 for id 1, 9 or 17 for id 0.
+ *
+ *   pDstSideInfo       records in the order granule, then channel: up to 4
+ *   pDstMainDataBegin  bytes by which the main data start before the frame's header
+ *   pDstPrivateBits    5 or 3 bits (id 1), 1 or 2 bits (id 0)
+ *   pDstScfsi          four flags per channel; written for id 1 only
+ *
+ * With window_switching_flag 1, region0_count and region1_count are set to 8 and 12 for a short
+ * block that is not mixed and to 7 and 13 otherwise, and table_select[2] keeps its value; with 0,
+ * subblock_gain keeps its values. preflag is written for id 1 only.
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer or *ppBitStream null), qorStsMp3FrameHeaderErr (id
+ * not 0 or 1; layer not 1; mode outside 0 to 3); while reading: qorStsMp3SideInfoErr (block_type 0
+ * with window_switching_flag 1), which leaves the fields read so far written and *ppBitStream on
+ * the byte where the next bit stands.
+ */
+QorStatus qorsUnpackSideInfo_MP3(Qor8u** ppBitStream, QorMP3SideInfo* pDstSideInfo,
+                                 Qor32s* pDstMainDataBegin, Qor32s* pDstPrivateBits,
+                                 Qor32s* pDstScfsi, const QorMP3FrameHeader* pFrameHeader);
+
+/*
+ * Reads the scale factors of one granule and channel (ISO 11172-3 clause 2.4.1.7, ISO 13818-3
+ * clause 2.4.3.2).
+ *
+ *   pDstScaleFactor  39 bytes. Long block: band b at b, 0 at 21. Short block: band * 3 + window,
+ *                    then three zeros. Mixed block: the long bands (8 for id 1, 6 for id 0), then
+ *                    band and window in order, then three zeros. For id 0 an illegal intensity
+ *                    position is stored negated. Groups of a second granule that scfsi shares keep
+ *                    their values: use one array for both granules of a channel.
+ *   pSideInfo        this granule's and channel's record. For id 0 preflag is set; for block_type 2
+ *                    mixed_block_flag is reduced to its lowest bit.
+ *   pScfsi           the four flags of this channel
+ *   granule, channel 0 or 1
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer or *ppBitStream null), qorStsBadArgErr (*pOffset
+ * outside 0 to 7; granule or channel outside 0 to 1), qorStsMp3SideInfoErr (scalefac_compress
+ * outside 0 to 15 for id 1, 0 to 511 otherwise), qorStsMp3FrameHeaderErr (id not 1 and
+ * mode_extension outside 0 to 3). A failure leaves cursor and records as they were.
+ */
+QorStatus qorsUnpackScaleFactors_MP3_1u8s(Qor8u** ppBitStream, Qor32s* pOffset,
+                                          Qor8s* pDstScaleFactor, QorMP3SideInfo* pSideInfo,
+                                          const Qor32s* pScfsi,
+                                          const QorMP3FrameHeader* pFrameHeader, int granule,
+                                          int channel);
+
+/* --- Huffman decoding --- */
+
+/*
+ * Decodes the spectrum of one granule and channel (ISO 11172-3 clause 2.4.1.7, Table B.7): the
+ * big-values regions, then quadruples. The cursor ends hufSize bits behind its start.
+ *
+ *   pDstIs            576 values
+ *   pDstNonZeroBound  one more than the index of the last non-zero value, 0 when there is none
+ *   hufSize           part2_3_length less the bits of the scale factors
+ *   pSfbTableLong     6 rows of 23 band boundaries, row id * 3 + sampling_frequency
+ *   pSfbTableShort    6 rows of 14 band boundaries
+ *   pMbpTable         6 rows of two: long bands, and steps of short bands, of a mixed block's first
+ *                     region
+ *
+ * qorsHuffmanDecode_MP3_1u32s uses the standard's band boundaries. The Sfb form ends region 0 of a
+ * block with window switching at line 36 (line 54 for id 0 with block_type other than 2), the
+ * SfbMbp form at long boundary 8, three short bands, or by pMbpTable for a mixed block.
+ *
+ * Errors of qorsHuffmanDecode_MP3_1u32s and the Sfb form, in order: qorStsNullPtrErr (any pointer
+ * but the band table, or *ppBitStream, null), qorStsBadArgErr (*pOffset outside 0 to 7; hufSize
+ * outside 0 to part2_3_length), qorStsMp3SideInfoErr (big_values outside 0 to 288; block_type
+ * outside 0 to 3; window_switching_flag, then count1table_select, not 0 or 1),
+ * qorStsMp3FrameHeaderErr (id not 0 or 1; layer not 1; sampling_frequency outside 0 to 2),
+ * qorStsMp3SideInfoErr (long blocks: region0_count or region1_count below 0 or their sum above 20;
+ * block_type 0 with window switching).
+ *
+ * Errors of the SfbMbp form, in order: qorStsNullPtrErr (as above, the three tables not tested),
+ * qorStsBadArgErr (*pOffset outside 0 to 7), qorStsMp3FrameHeaderErr (id not 0 or 1),
+ * qorStsMp3SideInfoErr (big_values outside 0 to 288; block_type outside 0 to 3;
+ * window_switching_flag not 0 or 1, or 1 with block_type 0), qorStsMp3FrameHeaderErr (layer not 1;
+ * sampling_frequency outside 0 to 2), qorStsMp3SideInfoErr (count1table_select not 0 or 1; hufSize
+ * outside 0 to part2_3_length; then the region counts of long blocks as above).
+ *
+ * Late errors of all three, with output written and the cursor moved, the bound not written:
+ * qorStsMp3SideInfoErr (a table_select outside 0 to 31, tested where its region begins), qorStsErr
+ * (the regions took more than hufSize bits). The regions do not test their budget while they
+ * decode: leave 2 KB of readable zeros behind the main data.
+ */
+QorStatus qorsHuffmanDecode_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs,
+                                      Qor32s* pDstNonZeroBound, const QorMP3SideInfo* pSideInfo,
+                                      const QorMP3FrameHeader* pFrameHeader, int hufSize);
+QorStatus qorsHuffmanDecodeSfb_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs,
+                                         Qor32s* pDstNonZeroBound, const QorMP3SideInfo* pSideInfo,
+                                         const QorMP3FrameHeader* pFrameHeader, int hufSize,
+                                         const Qor16s (*pSfbTableLong)[23]);
+QorStatus qorsHuffmanDecodeSfbMbp_MP3_1u32s(
+    Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs, Qor32s* pDstNonZeroBound,
+    const QorMP3SideInfo* pSideInfo, const QorMP3FrameHeader* pFrameHeader, int hufSize,
+    const Qor16s (*pSfbTableLong)[23], const Qor16s (*pSfbTableShort)[14],
+    const Qor16s (*pMbpTable)[2]);
+
+/* --- requantization --- */
+
+/*
+ * Turns the Huffman values of a granule's channels into spectral lines: power law and gains,
+ * mid/side and intensity stereo, reordering of short blocks (ISO 11172-3 clauses 2.4.3.4 and
+ * 2.4.3.4.9, ISO 13818-3 clause 2.4.3.2). In force are mid/side and intensity only for mode 1.
+ *
+ *   pIsXr          576 values per channel (one channel for mode 3, else two). In: Huffman values.
+ *                  Out: lines in Q26, 32 sub-bands of 18; in a short sub-band six lines of each
+ *                  window after the other.
+ *   pNonZeroBound  per channel; in: the bound of Huffman decoding, out: one more than the index of
+ *                  the last non-zero line. Lines at and above a channel's processed bound are 0
+ *                  from the input; of a short channel lines are defined up to its bound rounded up
+ *                  to a multiple of 18.
+ *   pScaleFactor   40 bytes per channel, in the layout of qorsUnpackScaleFactors_MP3_1u8s. Entry 21
+ *                  (long) or 36 to 38 (short) is the intensity position of the last band, which the
+ *                  stream does not carry: the caller supplies it.
+ *   pSideInfo      the granule's records, one per channel
+ *   pBuffer        scratch of 576 values
+ *   pSfbTableLong, pSfbTableShort  band boundaries, rows id * 3 + sampling_frequency
+ *
+ * qorsReQuantize_MP3_32s_I uses the standard's band boundaries.
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsMp3FrameHeaderErr (id outside 0 to 1;
+ * sampling_frequency outside 0 to 2; mode or mode_extension outside 0 to 3), qorStsMp3SideInfoErr
+ * (with mid/side or intensity: block_type or mixed_block_flag differ between the channels); per
+ * channel: qorStsMp3SideInfoErr (block_type outside 0 to 3; mixed_block_flag outside 0 to 1),
+ * qorStsBadArgErr (bound outside 0 to 576). Errors that leave the granule undefined, per channel:
+ * qorStsMp3SideInfoErr (global_gain outside 0 to 255; scalefac_scale or preflag outside 0 to 1),
+ * qorStsErr (a magnitude above 8206; a subblock_gain outside 0 to 7); then qorStsErr (id 1: an
+ * intensity position above 7).
+ */
+QorStatus qorsReQuantize_MP3_32s_I(Qor32s* pIsXr, Qor32s* pNonZeroBound, Qor8s* pScaleFactor,
+                                   const QorMP3SideInfo* pSideInfo,
+                                   const QorMP3FrameHeader* pFrameHeader, Qor32s* pBuffer);
+QorStatus qorsReQuantizeSfb_MP3_32s_I(Qor32s* pIsXr, Qor32s* pNonZeroBound, Qor8s* pScaleFactor,
+                                      const QorMP3SideInfo* pSideInfo,
+                                      const QorMP3FrameHeader* pFrameHeader, Qor32s* pBuffer,
+                                      const Qor16s (*pSfbTableLong)[23],
+                                      const Qor16s (*pSfbTableShort)[14]);
+
+/* --- hybrid synthesis --- */
+
+/*
+ * Alias reduction, inverse MDCT with window and overlap-add, and frequency inversion of one granule
+ * and channel (ISO 11172-3 clause 2.4.3.4.10).
+ *
+ *   pSrcXr              576 lines in Q26; alias reduction changes them in place
+ *   pDstY               18 rows of 32 sub-band samples in Q24
+ *   pSrcDstOverlapAdd   576 values, zeros before the first granule
+ *   nonZeroBound        one more than the index of the last non-zero line
+ *   pPrevNumOfImdct     sub-bands that the last call computed, 0 before the first granule
+ *   blockType           0 long, 1 start, 2 short, 3 stop
+ *   mixedBlock          1: the two lowest sub-bands are long with the normal window
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsBadArgErr (nonZeroBound outside 0 to
+ * 576; blockType outside 0 to 3; mixedBlock outside 0 to 1; *pPrevNumOfImdct outside 0 to 32).
+ */
+QorStatus qorsMDCTInv_MP3_32s(Qor32s* pSrcXr, Qor32s* pDstY, Qor32s* pSrcDstOverlapAdd,
+                              int nonZeroBound, Qor32s* pPrevNumOfImdct, int blockType,
+                              int mixedBlock);
+
+/*
+ * Inverse MDCT and window of one sub-band: 18 lines in, 36 values out, at a quarter of the
+ * standard's scale. blockType 2 takes the lines as three windows of six. No argument is tested;
+ * always returns qorStsNoErr.
+ */
+QorStatus qorsMDCTInvWindow_MP3_32s(const Qor32s* pSrc, Qor32s* pDst, int blockType);
+
+/*
+ * Polyphase synthesis (ISO 11172-3 clause 2.4.3.2): one row of 32 sub-band samples to 32 samples of
+ * 16-bit PCM. Call it for rows 0 to 17 of a granule.
+ *
+ *   pSrcY         32 sub-band samples in Q24
+ *   pDstAudioOut  32 samples at 0, mode, 2 * mode, ...
+ *   pVBuffer      512 values, zeros before the first call; what they mean is the library's
+ *   pVPosition    0 to 15, 0 before the first call
+ *   mode          stride of the output: 1 single channel, 2 interleaved stereo
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsBadArgErr (mode not 1 or 2;
+ * *pVPosition outside 0 to 15).
+ */
+QorStatus qorsSynthPQMF_MP3_32s16s(const Qor32s* pSrcY, Qor16s* pDstAudioOut, Qor32s* pVBuffer,
+                                   Qor32s* pVPosition, int mode);
 
 /* ================================================================ MP3 float filter banks ==== */
 

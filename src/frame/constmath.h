@@ -89,7 +89,7 @@ consteval long double cosPi(long long num, long long den) {
     if (den < 0) num = -num, den = -den;
     num %= 2 * den;
     if (num < 0) num += 2 * den;
-    if (num > den) num = 2 * den - num;            // cos(2 pi - a) = cos(a)
+    if (num > den) num = 2 * den - num;                // cos(2 pi - a) = cos(a)
     if (2 * num > den) return -cosPi(den - num, den);  // cos(pi - a) = -cos(a)
     if (4 * num > den) return sinPi(den - 2 * num, 2 * den);
     const long double x = kPi * num / den;
@@ -111,7 +111,9 @@ consteval long double sinPi(long long num, long long den) {
     return sum;
 }
 
-consteval long double tanPi(long long num, long long den) { return sinPi(num, den) / cosPi(num, den); }
+consteval long double tanPi(long long num, long long den) {
+    return sinPi(num, den) / cosPi(num, den);
+}
 
 consteval long double atan(long double x) {
     if (x < 0) return -atan(-x);

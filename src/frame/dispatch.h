@@ -12,7 +12,7 @@
 #define QORAC_INLINE inline __attribute__((always_inline))
 
 #if defined(QORAC_ISA_ALL)
-#define QORAC_CLONES                                                                               \
+#define QORAC_CLONES \
     __attribute__((target_clones("arch=x86-64-v4", "arch=x86-64-v3", "default"), noinline))
 #else
 #define QORAC_CLONES __attribute__((noinline))

@@ -4,9 +4,7 @@
 
 namespace qorac {
 
-Qor8u* qorsMalloc_8u(Qor32s len) {
-    return len < 1 ? nullptr : static_cast<Qor8u*>(qorMalloc(len));
-}
+Qor8u* qorsMalloc_8u(Qor32s len) { return len < 1 ? nullptr : static_cast<Qor8u*>(qorMalloc(len)); }
 
 Qor32f* qorsMalloc_32f(Qor32s len) {
     constexpr Qor32s kMaxElements = 0x7FFFFFFF / Qor32s(sizeof(Qor32f));

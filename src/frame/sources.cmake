@@ -1,4 +1,6 @@
 set(units
   bitcursor.cpp
   memory.cpp
+  mp3sfbtbl.cpp
+  vectorkernels.cpp
 )

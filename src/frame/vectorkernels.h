@@ -36,8 +36,8 @@ QorStatus qorsMove_32f(const Qor32f* pSrc, Qor32f* pDst, int len);
 
 // --- arithmetic -------------------------------------------------------------------------------
 
-// pSrcDst[i] becomes the sum of pSrc[i] and pSrcDst[i] times 2^-scaleFactor, rounded to nearest with
-// ties to even and saturated. The sum is exact. A scaleFactor above 32 gives 0.
+// pSrcDst[i] becomes the sum of pSrc[i] and pSrcDst[i] times 2^-scaleFactor, rounded to nearest
+// with ties to even and saturated. The sum is exact. A scaleFactor above 32 gives 0.
 QorStatus qorsAdd_32s_ISfs(const Qor32s* pSrc, Qor32s* pSrcDst, int len, int scaleFactor);
 
 // Multiplies by val in single precision; val 0 clears every element, NaN included.

@@ -28,8 +28,7 @@ GuardedBytes::GuardedBytes(std::size_t size, bool atEnd) : size_(size) {
     void* map = mmap(nullptr, mapSize_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (map == MAP_FAILED) std::abort();
     map_ = static_cast<unsigned char*>(map);
-    if (mprotect(map_, page, PROT_NONE) != 0 ||
-        mprotect(map_ + page + body, page, PROT_NONE) != 0)
+    if (mprotect(map_, page, PROT_NONE) != 0 || mprotect(map_ + page + body, page, PROT_NONE) != 0)
         std::abort();
     data_ = map_ + page + (atEnd ? body - size : 0);
 }

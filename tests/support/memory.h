@@ -34,8 +34,7 @@ class Guarded {
   public:
     explicit Guarded(std::size_t count, bool atEnd = true)
         : bytes_(count * sizeof(T), atEnd), count_(count) {}
-    explicit Guarded(std::span<const T> values, bool atEnd = true)
-        : Guarded(values.size(), atEnd) {
+    explicit Guarded(std::span<const T> values, bool atEnd = true) : Guarded(values.size(), atEnd) {
         if (!values.empty()) std::memcpy(data(), values.data(), values.size_bytes());
     }
 

@@ -24,8 +24,8 @@ class Random {
     // magnitudes are equally likely.
     std::int64_t wideInteger(int maxBits) {
         const std::int64_t bits = integer(0, maxBits);
-        const std::int64_t value = bits == 0 ? 0 : integer(std::int64_t{1} << (bits - 1),
-                                                           (std::int64_t{1} << bits) - 1);
+        const std::int64_t value =
+            bits == 0 ? 0 : integer(std::int64_t{1} << (bits - 1), (std::int64_t{1} << bits) - 1);
         return chance(0.5) ? value : -value;
     }
 
