@@ -1,7 +1,5 @@
 #include "frame/vectorkernels.h"
 
-#include <math.h>
-
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -63,12 +61,19 @@ QORAC_CLONES void convertShiftedUp(const Qor32s* pSrc, Qor16s* pDst, int len, in
     for (int i = 0; i < len; ++i) pDst[i] = saturate16s(saturate16s(pSrc[i]) * (1 << shift));
 }
 
-// Rounds to nearest whatever the caller's rounding mode; a NaN saturates to the low end.
+// Nearest integer with ties to even, whatever the caller's rounding mode; |x| below 2^22.
+QORAC_INLINE int roundToEven(Qor32f x) {
+    const int towardZero = int(x);
+    const Qor32f rest = x - Qor32f(towardZero);
+    const bool odd = towardZero & 1;
+    return towardZero + (rest > 0.5f || (rest == 0.5f && odd)) -
+           (rest < -0.5f || (rest == -0.5f && odd));
+}
+
+// A NaN saturates to the low end.
 QORAC_CLONES void convertFloats(const Qor32f* pSrc, Qor16s* pDst, int len, Qor32f scale) {
-    for (int i = 0; i < len; ++i) {
-        const Qor32f limited = std::min(32767.0f, std::max(-32768.0f, pSrc[i] * scale));
-        pDst[i] = Qor16s(roundevenf(limited));
-    }
+    for (int i = 0; i < len; ++i)
+        pDst[i] = Qor16s(roundToEven(std::min(32767.0f, std::max(-32768.0f, pSrc[i] * scale))));
 }
 
 QORAC_CLONES void mulC(Qor32f* pSrcDst, int len, Qor32f val) {
