@@ -18,20 +18,20 @@ constexpr long double kLn2 = 0.69314718055994530941723212145817657L;
 constexpr long double kLn10 = 2.30258509299404568401799145468436421L;
 
 // x * 2^n, exact while the result is normal.
-consteval long double scale2(long double x, int n) {
+constexpr long double scale2(long double x, int n) {
     for (; n > 0; --n) x *= 2;
     for (; n < 0; ++n) x /= 2;
     return x;
 }
 
-consteval long double abs(long double x) { return x < 0 ? -x : x; }
+constexpr long double abs(long double x) { return x < 0 ? -x : x; }
 
 // Nearest integer, ties away from zero.
-consteval long long round(long double x) {
+constexpr long long round(long double x) {
     return x < 0 ? -static_cast<long long>(-x + 0.5L) : static_cast<long long>(x + 0.5L);
 }
 
-consteval long double sqrt(long double x) {
+constexpr long double sqrt(long double x) {
     if (x == 0) return 0;
     int e = 0;  // x = m * 4^e with m in [1, 4)
     for (; x >= 4; ++e) x /= 4;
@@ -41,7 +41,7 @@ consteval long double sqrt(long double x) {
     return scale2(y, e);
 }
 
-consteval long double cbrt(long double x) {
+constexpr long double cbrt(long double x) {
     if (x == 0) return 0;
     if (x < 0) return -cbrt(-x);
     int e = 0;  // x = m * 8^e with m in [1, 8)
@@ -52,7 +52,7 @@ consteval long double cbrt(long double x) {
     return scale2(y, e);
 }
 
-consteval long double exp(long double x) {
+constexpr long double exp(long double x) {
     const int n = static_cast<int>(round(x / kLn2));
     const long double r = x - n * kLn2;
     long double term = 1, sum = 1;
@@ -60,7 +60,7 @@ consteval long double exp(long double x) {
     return scale2(sum, n);
 }
 
-consteval long double log(long double x) {
+constexpr long double log(long double x) {
     int e = 0;  // x = m * 2^e with m in [0.75, 1.5)
     for (; x >= 1.5L; ++e) x /= 2;
     for (; x < 0.75L; --e) x *= 2;
@@ -70,22 +70,22 @@ consteval long double log(long double x) {
     return 2 * sum + e * kLn2;
 }
 
-consteval long double exp10(long double x) { return exp(x * kLn10); }
-consteval long double pow(long double x, long double y) { return x == 0 ? 0 : exp(y * log(x)); }
+constexpr long double exp10(long double x) { return exp(x * kLn10); }
+constexpr long double pow(long double x, long double y) { return x == 0 ? 0 : exp(y * log(x)); }
 
 // x^(4/3) of an integer.
-consteval long double pow43(long double x) { return x * cbrt(x); }
+constexpr long double pow43(long double x) { return x * cbrt(x); }
 
 // 2^(n/4), exact where 4 divides n.
-consteval long double exp2Quarter(int n) {
+constexpr long double exp2Quarter(int n) {
     const long double quarter[4] = {1, sqrt(sqrt(2)), sqrt(2), sqrt(2) * sqrt(sqrt(2))};
     return scale2(quarter[n & 3], n >> 2);
 }
 
 // Sine and cosine of pi * num / den, the angle reduced exactly in integers to at most pi/4.
-consteval long double sinPi(long long num, long long den);
+constexpr long double sinPi(long long num, long long den);
 
-consteval long double cosPi(long long num, long long den) {
+constexpr long double cosPi(long long num, long long den) {
     if (den < 0) num = -num, den = -den;
     num %= 2 * den;
     if (num < 0) num += 2 * den;
@@ -98,7 +98,7 @@ consteval long double cosPi(long long num, long long den) {
     return sum;
 }
 
-consteval long double sinPi(long long num, long long den) {
+constexpr long double sinPi(long long num, long long den) {
     if (den < 0) num = -num, den = -den;
     num %= 2 * den;
     if (num < 0) num += 2 * den;
@@ -111,11 +111,11 @@ consteval long double sinPi(long long num, long long den) {
     return sum;
 }
 
-consteval long double tanPi(long long num, long long den) {
+constexpr long double tanPi(long long num, long long den) {
     return sinPi(num, den) / cosPi(num, den);
 }
 
-consteval long double atan(long double x) {
+constexpr long double atan(long double x) {
     if (x < 0) return -atan(-x);
     if (x > 1) return kPi / 2 - atan(1 / x);
     // Two halvings of the angle bring the argument below 0.2.

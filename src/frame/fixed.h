@@ -62,6 +62,15 @@ constexpr QORAC_INLINE Qor64s shrRound(Qor64s a, int n) {
     return (a + ((Qor64s(1) << (n - 1)) - 1) + ((a >> n) & 1)) >> n;
 }
 
+// Nearest integer with ties to even, whatever the caller's rounding mode; |x| below 2^22.
+constexpr QORAC_INLINE int roundToEven(Qor32f x) {
+    const int towardZero = int(x);
+    const Qor32f rest = x - Qor32f(towardZero);
+    const bool odd = towardZero & 1;
+    return towardZero + (rest > 0.5f || (rest == 0.5f && odd)) -
+           (rest < -0.5f || (rest == -0.5f && odd));
+}
+
 // Number of bits that the value takes: 0 for 0, else 1 + floor(log2(a)).
 constexpr QORAC_INLINE int bitLength(Qor32u a) { return a == 0 ? 0 : 32 - __builtin_clz(a); }
 

@@ -1,6 +1,11 @@
 set(units
   bitcursor.cpp
+  deinterleave.cpp
+  interleave.cpp
+  makefloat.cpp
   memory.cpp
   mp3sfbtbl.cpp
+  pow.cpp
+  spread.cpp
   vectorkernels.cpp
 )

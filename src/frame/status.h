@@ -29,6 +29,22 @@ inline QorStatus alignmentStatus(const Pointers*... pointers) {
     return (... && isAligned16(pointers)) ? qorStsNoErr : qorStsAlignmentWarn;
 }
 
+// The same two questions for the channels of an interleaved array.
+template <typename T>
+bool anyChannelNull(T* const* ppChannel, int numChannels) {
+    for (int c = 0; c < numChannels; ++c)
+        if (!ppChannel[c]) return true;
+    return false;
+}
+
+template <typename T, typename U>
+QorStatus channelAlignmentStatus(const T* pInterleaved, U* const* ppChannel, int numChannels) {
+    if (!isAligned16(pInterleaved)) return qorStsAlignmentWarn;
+    for (int c = 0; c < numChannels; ++c)
+        if (!isAligned16(ppChannel[c])) return qorStsAlignmentWarn;
+    return qorStsNoErr;
+}
+
 // Moves a context pointer up to the next multiple of `alignment`, a power of two.
 template <int alignment, typename T>
 inline T* alignUp(T* p) {

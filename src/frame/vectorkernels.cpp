@@ -61,15 +61,6 @@ QORAC_CLONES void convertShiftedUp(const Qor32s* pSrc, Qor16s* pDst, int len, in
     for (int i = 0; i < len; ++i) pDst[i] = saturate16s(saturate16s(pSrc[i]) * (1 << shift));
 }
 
-// Nearest integer with ties to even, whatever the caller's rounding mode; |x| below 2^22.
-QORAC_INLINE int roundToEven(Qor32f x) {
-    const int towardZero = int(x);
-    const Qor32f rest = x - Qor32f(towardZero);
-    const bool odd = towardZero & 1;
-    return towardZero + (rest > 0.5f || (rest == 0.5f && odd)) -
-           (rest < -0.5f || (rest == -0.5f && odd));
-}
-
 // A NaN saturates to the low end.
 QORAC_CLONES void convertFloats(const Qor32f* pSrc, Qor16s* pDst, int len, Qor32f scale) {
     for (int i = 0; i < len; ++i)
