@@ -1,2 +1,1 @@
-set(units
-)
+set(units mp3dhuff.cpp mp3dhufftbl.cpp mp3dunpck.cpp)

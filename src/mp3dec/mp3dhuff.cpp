@@ -1,0 +1,261 @@
+// Huffman decoding of MP3 spectra (ISO 11172-3 clause 2.4.1.7 and Table B.7): from stream bits to
+// 576 signed integers per granule and channel.
+#include <algorithm>
+#include <cstring>
+
+#include "frame/bitcursor.h"
+#include "frame/mp3sfbtbl.h"
+#include "frame/status.h"
+#include "mp3dec/mp3dhufftbl.h"
+#include "qorac.h"
+
+namespace qorac {
+namespace {
+
+constexpr int kLines = 576;
+
+// --- bits -------------------------------------------------------------------------------------
+
+// A bit position behind a byte pointer. A look at the next bits fetches four bytes from the one in
+// which the next bit stands, and 25 of them are valid at any offset.
+struct BitPosition {
+    const Qor8u* base;
+    Qor64s bits;
+
+    QORAC_INLINE Qor32u look() const { return loadBigEndian32(base + (bits >> 3)) << (bits & 7); }
+};
+
+// --- pairs ------------------------------------------------------------------------------------
+
+// The value with the sign that the top bit of `word` gives; 0 stays 0.
+QORAC_INLINE Qor32s withSign(Qor32s value, Qor32u word) {
+    const Qor32s sign = Qor32s(word) >> 31;
+    return (value ^ sign) - sign;
+}
+
+// One value of an escape table: 15 is followed by linbits that add to it, any value but 0 by its
+// sign.
+Qor32s readEscape(BitPosition& position, Qor32s value, int linbits) {
+    if (value == 0) return 0;
+    if (value == 15) {
+        value += Qor32s(position.look() >> (32 - linbits));
+        position.bits += linbits;
+    }
+    const Qor32s result = withSign(value, position.look());
+    position.bits += 1;
+    return result;
+}
+
+template <bool escapes>
+BitPosition readPairs(BitPosition position, Qor32s* pDst, int pairs, const PairTable& table) {
+    const PairEntry* const entries = table.entries;
+    const int rootShift = 32 - table.rootBits;
+    for (int i = 0; i < pairs; ++i, pDst += 2) {
+        const Qor32u word = position.look();
+        PairEntry entry = entries[word >> rootShift];
+        if (entry.totalLength == 0) [[unlikely]] {
+            const int second = entry.x | entry.y << 8;
+            entry = entries[second + int((word << table.rootBits) >> (32 - entry.codeLength))];
+        }
+        if (escapes && (entry.x == 15 || entry.y == 15)) {
+            position.bits += entry.codeLength;
+            pDst[0] = readEscape(position, entry.x, table.linbits);
+            pDst[1] = readEscape(position, entry.y, table.linbits);
+            continue;
+        }
+        const Qor32u xSign = word << entry.codeLength;
+        const Qor32u ySign = xSign << (entry.x != 0);
+        pDst[0] = withSign(entry.x, xSign);
+        pDst[1] = withSign(entry.y, ySign);
+        position.bits += entry.totalLength;
+    }
+    return position;
+}
+
+// Decodes one region of `pairs` pairs.
+BitPosition _sHuffmanGetPairs_MP3(BitPosition position, Qor32s* pDst, int pairs,
+                                  Qor32s table_select) {
+    const PairTable& table = _pHfPTable[table_select];
+    if (!table.entries) {
+        std::fill_n(pDst, 2 * pairs, 0);
+        return position;
+    }
+    return table.linbits ? readPairs<true>(position, pDst, pairs, table)
+                         : readPairs<false>(position, pDst, pairs, table);
+}
+
+// --- quadruples -------------------------------------------------------------------------------
+
+// Decodes quadruples from line `index` on while there is budget; the last one does not count when
+// it overruns the budget. Returns the line behind the last one that counts.
+int _sHuffmanGetQuads_MP3(BitPosition position, Qor32s* pDst, int index, int budget,
+                          Qor32s count1table_select) {
+    const QuadEntry* const table = _pHfQTable[count1table_select];
+    const int shift = 32 - kQuadIndexBits[count1table_select];
+    while (index < kLines - 2 && budget > 0) {
+        const QuadEntry entry = table[position.look() >> shift];
+        for (int i = 0; i < 4; ++i) pDst[index + i] = entry.value[i];
+        position.bits += entry.length;
+        budget -= entry.length;
+        index += 4;
+    }
+    return budget < 0 ? index - 4 : index;
+}
+
+// --- regions ----------------------------------------------------------------------------------
+
+// Lines at which the first and the second region end, before the limit by big_values.
+struct RegionEnds {
+    int end0, end1;
+};
+
+RegionEnds longRegions(const QorMP3SideInfo& side, const Qor16s* pLong) {
+    return {pLong[side.region0_count + 1], pLong[side.region0_count + side.region1_count + 2]};
+}
+
+RegionEnds switchedRegionsSfb(const QorMP3SideInfo& side, Qor32s id) {
+    return {id == 1 || side.block_type == 2 ? 36 : 54, kLines};
+}
+
+// First region of a mixed block: the long bands, then steps of short-band width, of which the first
+// band makes two and each later one three.
+int mixedRegion(const Qor16s* pLong, const Qor16s* pShort, const Qor16s* pMbp) {
+    int end = pLong[pMbp[0]];
+    int band = 1;
+    while (band < 13 && pShort[band] * 3 <= end) ++band;
+    for (int step = 1; step <= pMbp[1] && band <= 13; ++step) {
+        end += pShort[band] - pShort[band - 1];
+        if (step % 3 == 2) ++band;
+    }
+    return end;
+}
+
+RegionEnds switchedRegionsSfbMbp(const QorMP3SideInfo& side, const Qor16s* pLong,
+                                 const Qor16s* pShort, const Qor16s* pMbp) {
+    if (side.block_type != 2) return {pLong[8], kLines};
+    if (side.mixed_block_flag == 0) return {3 * pShort[3], kLines};
+    return {mixedRegion(pLong, pShort, pMbp), kLines};
+}
+
+// --- one granule and channel ------------------------------------------------------------------
+
+QorStatus decode(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs, Qor32s* pDstNonZeroBound,
+                 const QorMP3SideInfo& side, int hufSize, RegionEnds ends) {
+    const int regions = side.window_switching_flag ? 2 : 3;
+    if (hufSize == 0) {
+        for (int region = 0; region < regions; ++region)
+            if (outside(side.table_select[region], 0, 31)) return qorStsMp3SideInfoErr;
+        std::fill_n(pDstIs, kLines, 0);
+        *pDstNonZeroBound = 0;
+        return qorStsNoErr;
+    }
+
+    const int bigValues = 2 * side.big_values;
+    const int end[3] = {std::min(ends.end0, bigValues), std::min(ends.end1, bigValues), bigValues};
+
+    BitPosition position{*ppBitStream, *pOffset};
+    const auto moveCursor = [&](Qor64s bits) {
+        *ppBitStream += bits >> 3;
+        *pOffset = Qor32s(bits & 7);
+    };
+    int line = 0, start = 0;
+    for (int region = 0; region < regions; start = end[region++]) {
+        if (outside(side.table_select[region], 0, 31)) {
+            moveCursor(position.bits);
+            return qorStsMp3SideInfoErr;
+        }
+        const int pairs = std::min((end[region] - start + 1) / 2, (kLines - line) / 2);
+        if (pairs <= 0) continue;
+        position = _sHuffmanGetPairs_MP3(position, pDstIs + line, pairs, side.table_select[region]);
+        line += 2 * pairs;
+    }
+
+    const int budget = int(hufSize - (position.bits - *pOffset));
+    if (budget < 0) {
+        moveCursor(position.bits);
+        return qorStsErr;
+    }
+    line = _sHuffmanGetQuads_MP3(position, pDstIs, bigValues, budget, side.count1table_select);
+    moveCursor(Qor64s(*pOffset) + hufSize);
+
+    std::fill(pDstIs + line, pDstIs + kLines, 0);
+    while (line > 0 && pDstIs[line - 1] == 0) --line;
+    *pDstNonZeroBound = line;
+    return qorStsNoErr;
+}
+
+bool badRegionCounts(const QorMP3SideInfo& side) {
+    return side.window_switching_flag == 0 &&
+           (side.region0_count < 0 || side.region1_count < 0 ||
+            Qor64s(side.region0_count) + side.region1_count >= 21);
+}
+
+}  // namespace
+}  // namespace qorac
+
+using namespace qorac;
+
+QorStatus qorsHuffmanDecodeSfb_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs,
+                                         Qor32s* pDstNonZeroBound, const QorMP3SideInfo* pSideInfo,
+                                         const QorMP3FrameHeader* pFrameHeader, int hufSize,
+                                         const Qor16s (*pSfbTableLong)[23]) {
+    if (!ppBitStream || !pOffset || !pDstIs || !pDstNonZeroBound || !pSideInfo || !pFrameHeader ||
+        !*ppBitStream)
+        return qorStsNullPtrErr;
+    const QorMP3SideInfo& side = *pSideInfo;
+    const QorMP3FrameHeader& header = *pFrameHeader;
+    if (outside(*pOffset, 0, 7) || outside(hufSize, 0, side.part2_3_length)) return qorStsBadArgErr;
+    if (outside(side.big_values, 0, 288)) return qorStsMp3SideInfoErr;
+    if (outside(side.block_type, 0, 3)) return qorStsMp3SideInfoErr;
+    if (outside(side.window_switching_flag, 0, 1)) return qorStsMp3SideInfoErr;
+    if (outside(side.count1table_select, 0, 1)) return qorStsMp3SideInfoErr;
+    if (outside(header.id, 0, 1)) return qorStsMp3FrameHeaderErr;
+    if (header.layer != 1 || outside(header.sampling_frequency, 0, 2))
+        return qorStsMp3FrameHeaderErr;
+    if (badRegionCounts(side)) return qorStsMp3SideInfoErr;
+    if (side.window_switching_flag == 1 && side.block_type == 0) return qorStsMp3SideInfoErr;
+
+    const int row = header.id * 3 + header.sampling_frequency;
+    const RegionEnds ends = side.window_switching_flag ? switchedRegionsSfb(side, header.id)
+                                                       : longRegions(side, pSfbTableLong[row]);
+    return decode(ppBitStream, pOffset, pDstIs, pDstNonZeroBound, side, hufSize, ends);
+}
+
+QorStatus qorsHuffmanDecodeSfbMbp_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs,
+                                            Qor32s* pDstNonZeroBound,
+                                            const QorMP3SideInfo* pSideInfo,
+                                            const QorMP3FrameHeader* pFrameHeader, int hufSize,
+                                            const Qor16s (*pSfbTableLong)[23],
+                                            const Qor16s (*pSfbTableShort)[14],
+                                            const Qor16s (*pMbpTable)[2]) {
+    if (!ppBitStream || !pOffset || !pDstIs || !pDstNonZeroBound || !pSideInfo || !pFrameHeader ||
+        !*ppBitStream)
+        return qorStsNullPtrErr;
+    const QorMP3SideInfo& side = *pSideInfo;
+    const QorMP3FrameHeader& header = *pFrameHeader;
+    if (outside(*pOffset, 0, 7)) return qorStsBadArgErr;
+    if (outside(header.id, 0, 1)) return qorStsMp3FrameHeaderErr;
+    if (outside(side.big_values, 0, 288)) return qorStsMp3SideInfoErr;
+    if (outside(side.block_type, 0, 3)) return qorStsMp3SideInfoErr;
+    if (outside(side.window_switching_flag, 0, 1)) return qorStsMp3SideInfoErr;
+    if (side.window_switching_flag == 1 && side.block_type == 0) return qorStsMp3SideInfoErr;
+    if (header.layer != 1 || outside(header.sampling_frequency, 0, 2))
+        return qorStsMp3FrameHeaderErr;
+    if (outside(side.count1table_select, 0, 1)) return qorStsMp3SideInfoErr;
+    if (outside(hufSize, 0, side.part2_3_length)) return qorStsMp3SideInfoErr;
+    if (badRegionCounts(side)) return qorStsMp3SideInfoErr;
+
+    const int row = header.id * 3 + header.sampling_frequency;
+    const RegionEnds ends =
+        side.window_switching_flag
+            ? switchedRegionsSfbMbp(side, pSfbTableLong[row], pSfbTableShort[row], pMbpTable[row])
+            : longRegions(side, pSfbTableLong[row]);
+    return decode(ppBitStream, pOffset, pDstIs, pDstNonZeroBound, side, hufSize, ends);
+}
+
+QorStatus qorsHuffmanDecode_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs,
+                                      Qor32s* pDstNonZeroBound, const QorMP3SideInfo* pSideInfo,
+                                      const QorMP3FrameHeader* pFrameHeader, int hufSize) {
+    return qorsHuffmanDecodeSfb_MP3_1u32s(ppBitStream, pOffset, pDstIs, pDstNonZeroBound, pSideInfo,
+                                          pFrameHeader, hufSize, _qor_pMP3SfbTableLong);
+}

@@ -1,0 +1,480 @@
+// Requantization of MP3 spectra (ISO 11172-3 clause 2.4.3.4, ISO 13818-3 clause 2.4.3.2): from
+// Huffman values to lines in Q26, with the gains, mid/side and intensity stereo, and the order of
+// short blocks that the hybrid synthesis takes.
+//
+// Each gain is a power 2^(-e/4) of an exponent e that counts quarters: 210 - global_gain, the
+// subblock gain, the scale factor, and 2 for the 1/sqrt(2) of mid/side, which is folded in here so
+// that mid/side itself is one addition and one subtraction.
+#include <algorithm>
+#include <cstring>
+
+#include "frame/constmath.h"
+#include "frame/fixed.h"
+#include "frame/mp3sfbtbl.h"
+#include "frame/status.h"
+#include "qorac.h"
+
+namespace qorac {
+namespace {
+
+using constmath::pow43;
+using constmath::scale2;
+
+constexpr int kLines = 576;
+constexpr int kScaleFactors = 40;  // bytes per channel
+constexpr int kMaxMagnitude = 8206;
+
+// k^(4/3) * 2^(-r/4) for k from 0 to 15: Q28 below 4, Q25 from 4 on.
+struct Req16 {
+    Qor32s row[4][16];
+};
+constexpr Req16 _pReq16x4 = [] {
+    Req16 table{};
+    for (int r = 0; r < 4; ++r)
+        for (int k = 0; k < 16; ++k)
+            table.row[r][k] = Qor32s(
+                constmath::round(scale2(pow43(k) * constmath::exp2Quarter(-r), k < 4 ? 28 : 25)));
+    return table;
+}();
+
+// k^(4/3) for k from 16 to 128: Q23 below 64, Q21 from 64 on.
+constexpr auto _pMP3Sqrt43 = constmath::makeTable<Qor32s, 113>([](int i) {
+    const int k = i + 16;
+    return constmath::round(scale2(pow43(k), k < 64 ? 23 : 21));
+});
+
+// 2^(-r/4) in Q31.
+constexpr Qor32s _pMP3Sqrt14_32s[4] = {0x7FFFFFFF, 1805811301, 1518500250, 1276901417};
+
+// Polynomial for x^(4/3) on 0.5 to 1, and for each power of two of k from 128 on the factor 2^(4/3)
+// per octave with its exponent.
+constexpr Qor32s _pMP3PolyCoeff43[8] = {-457633446, 1445956062, -2036421417, 1707815404,
+                                        -991941369, 535739478,  127541088,   -1613111};
+constexpr Qor32s _pMP3Xt43[7] = {1704458900, 2147483647, 1352829926, 1704458900,
+                                 2147483647, 1352829926, 1704458900};
+constexpr Qor32s _pXtExp[7] = {20, 19, 17, 16, 15, 13, 12};
+
+// The standard's pretab (Table B.6).
+constexpr Qor8u _pPretab[22] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 3, 3, 3, 2, 0};
+
+// Share of the left channel by intensity position, tan(i pi / 12) / (1 + tan(i pi / 12)) in Q31.
+constexpr auto _pIsLeft = constmath::makeTable<Qor32s, 8>([](int i) -> long long {
+    if (i >= 6) return kMax32s;
+    const long double ratio = constmath::tanPi(i, 12);
+    return constmath::round(scale2(ratio / (1 + ratio), 31));
+});
+
+// --- plan -------------------------------------------------------------------------------------
+
+struct Stereo {
+    bool midSide, intensity;
+
+    bool any() const { return midSide || intensity; }
+};
+
+// What the work needs to know of one channel's block.
+struct Channel {
+    const QorMP3SideInfo* side;
+    const Qor8s* scaleFactor;
+    Qor32s* lines;       // in place: values in, lines out
+    Qor32s* shortLines;  // short bands, in the stream's order: bands, in them windows
+    Qor32s* bound;
+    bool isShort, hasLong;
+    int firstShort;                // first short band
+    int scaleBase;                 // index of its first scale factor
+    int top[3];                    // per window, one more than the last short band in use
+    int maxLines;                  // lines per window in use
+    Qor8u midSide[kScaleFactors];  // what mid/side adds to the exponent of each band
+
+    // Index of the scale factor of a short band and window.
+    int scaleIndex(int band, int window) const {
+        return scaleBase + 3 * (band - firstShort) + window;
+    }
+};
+
+struct Granule {
+    Stereo stereo;
+    bool mpeg1;
+    int channels;
+    const Qor16s* longBand;
+    const Qor16s* shortBand;
+    Channel channel[2];
+    int isBand;   // long bands: first band of intensity
+    int stop[3];  // short bands: per window, first band of intensity
+};
+
+// Lines of a short band and window in the stream's order.
+struct ShortBand {
+    int start, width;
+};
+
+ShortBand shortBandOf(const Qor16s* shortBand, int band, int window) {
+    const int width = shortBand[band + 1] - shortBand[band];
+    return {shortBand[band] * 3 + width * window, width};
+}
+
+// One more than the last non-zero value of p[0..count), 0 when there is none.
+int nonZeroCount(const Qor32s* p, int count) {
+    while (count > 0 && p[count - 1] == 0) --count;
+    return count;
+}
+
+// How far the short bands of a channel reach, window by window.
+void findShortTops(Channel& channel, const Qor16s* shortBand) {
+    int top = 13;
+    while (top > channel.firstShort && shortBand[top - 1] * 3 >= *channel.bound) --top;
+    channel.maxLines = 0;
+    for (int w = 0; w < 3; ++w) {
+        int windowTop = top, used = 0;
+        for (; windowTop > channel.firstShort; --windowTop) {
+            const ShortBand band = shortBandOf(shortBand, windowTop - 1, w);
+            used = nonZeroCount(channel.lines + band.start, band.width);
+            if (used > 0) break;
+        }
+        channel.top[w] = windowTop;
+        const int lines = used > 0 ? shortBand[windowTop - 1] + used : shortBand[windowTop];
+        channel.maxLines = std::max(channel.maxLines, lines);
+    }
+}
+
+bool illegalPosition(const Granule& granule, int index) {
+    const Qor8s position = granule.channel[1].scaleFactor[index];
+    return granule.mpeg1 ? position == 7 : position < 0;
+}
+
+// Where mid/side and intensity take which band, and what mid/side adds to the exponents. In an
+// intensity band with an illegal position mid/side holds, and there the left channel carries both.
+void mapStereo(Granule& granule) {
+    Channel &left = granule.channel[0], &right = granule.channel[1];
+    const Stereo stereo = granule.stereo;
+    if (left.hasLong) {
+        int limit = stereo.intensity ? *right.bound : std::max(*left.bound, *right.bound);
+        int last = 22;
+        if (left.isShort) {
+            limit = std::min(limit, 36);
+            last = left.scaleBase;
+        }
+        granule.isBand = 22;
+        while (granule.isBand > 0 && granule.longBand[granule.isBand - 1] >= limit)
+            --granule.isBand;
+        for (int b = 0; b < granule.isBand && stereo.midSide; ++b)
+            left.midSide[b] = right.midSide[b] = 2;
+        for (int b = granule.isBand; b < last && stereo.midSide && stereo.intensity; ++b)
+            if (illegalPosition(granule, b)) left.midSide[b] = 2;
+    }
+    if (!left.isShort) return;
+    for (int w = 0; w < 3; ++w) {
+        const int top = std::max(left.top[w], right.top[w]);
+        granule.stop[w] = stereo.intensity ? right.top[w] : top;
+        for (int b = left.firstShort; b < granule.stop[w] && stereo.midSide; ++b)
+            left.midSide[left.scaleIndex(b, w)] = right.midSide[left.scaleIndex(b, w)] = 2;
+        for (int b = granule.stop[w]; b < left.top[w] && stereo.midSide && stereo.intensity; ++b)
+            if (illegalPosition(granule, left.scaleIndex(b, w)))
+                left.midSide[left.scaleIndex(b, w)] = 2;
+        left.top[w] = right.top[w] = top;
+    }
+}
+
+// --- power law and gain -----------------------------------------------------------------------
+
+QORAC_INLINE Qor32s shiftDown(Qor32s value, int n) {
+    return n < 0 ? wrapShl(value, -n) : value >> std::min(n, 31);
+}
+
+// 2^(-e/4) * k^(4/3) in Q26 for k from 16 to 8206, saturated; q = e >> 2, r = e & 3.
+Qor32s requantizeLarge(int k, int q, int r) {
+    Qor32s m;
+    int n;
+    if (k <= 128) {
+        m = _pMP3Sqrt43[k - 16];
+        n = k < 64 ? 4 : 6;
+    } else {
+        const int octave = bitLength(Qor32u(k)) - 8;  // 0 for 128 to 255, 6 for 8192 on
+        const Qor32s x = (k << 17) << (6 - octave);   // at least 2^30
+        Qor32s p = _pMP3PolyCoeff43[0];
+        for (int i = 1; i < 8; ++i) p = wrapAdd(mulHigh(p, x), _pMP3PolyCoeff43[i]);
+        m = wrapShl(mulHigh(wrapShl(p, 4), _pMP3Xt43[octave]), 1);
+        n = 27 - _pXtExp[octave];
+    }
+    m = mulHigh(m, _pMP3Sqrt14_32s[r]);
+    const int d = q - n;
+    if (d >= 0) return m >> std::min(d, 31);
+    return m > (kMax32s >> -d) ? kMax32s : wrapShl(m, -d);
+}
+
+// Lines of one band: pDst[i] = sign * 2^(-e/4) * |pSrc[i]|^(4/3) in Q26. False for a magnitude
+// above 8206.
+bool _sReqCore_MP3_32s_I(const Qor32s* pSrc, Qor32s* pDst, int len, int e) {
+    const int q = e >> 2, r = e & 3;
+    Qor32s small[16];
+    for (int k = 0; k < 4; ++k) small[k] = shiftDown(_pReq16x4.row[r][k], q + 2);
+    for (int k = 4; k < 16; ++k) small[k] = shiftDown(_pReq16x4.row[r][k], q - 1);
+    for (int i = 0; i < len; ++i) {
+        const Qor32s value = pSrc[i], sign = value >> 31;
+        const Qor32u k = magnitude(value);
+        if (k > kMaxMagnitude) return false;
+        const Qor32s line = k < 16 ? small[k] : requantizeLarge(int(k), q, r);
+        pDst[i] = wrapSub(line ^ sign, sign);
+    }
+    return true;
+}
+
+QorStatus requantize(const Granule& granule, const Channel& channel) {
+    const QorMP3SideInfo& side = *channel.side;
+    if (outside(side.global_gain, 0, 255) || outside(side.scalefac_scale, 0, 1) ||
+        outside(side.preflag, 0, 1))
+        return qorStsMp3SideInfoErr;
+    const int gain = 210 - side.global_gain;
+    const int shift = side.scalefac_scale + 1;
+    const auto scaled = [&](int index) {
+        return gain + channel.midSide[index] +
+               (Qor32s(magnitude(channel.scaleFactor[index])) << shift);
+    };
+
+    if (channel.hasLong) {
+        const int end = channel.isShort ? 36 : *channel.bound;
+        for (int b = 0; b < 22 && granule.longBand[b] < end; ++b) {
+            const int start = granule.longBand[b], width = granule.longBand[b + 1] - start;
+            const int e = scaled(b) + (_pPretab[b] * side.preflag << shift);
+            if (!_sReqCore_MP3_32s_I(channel.lines + start, channel.lines + start, width, e))
+                return qorStsErr;
+        }
+    }
+    for (int w = 0; w < 3 && channel.isShort; ++w) {
+        if (outside(side.subblock_gain[w], 0, 7)) return qorStsErr;
+        for (int b = channel.firstShort; b < channel.top[w]; ++b) {
+            const ShortBand band = shortBandOf(granule.shortBand, b, w);
+            const int e = scaled(channel.scaleIndex(b, w)) + 8 * side.subblock_gain[w];
+            if (!_sReqCore_MP3_32s_I(channel.lines + band.start, channel.shortLines + band.start,
+                                     band.width, e))
+                return qorStsErr;
+        }
+    }
+    return qorStsNoErr;
+}
+
+// --- stereo -----------------------------------------------------------------------------------
+
+QORAC_CLONES void midSideToLeftRight(Qor32s* left, Qor32s* right, int len) {
+    for (int i = 0; i < len; ++i) {
+        const Qor32s mid = left[i], side = right[i];
+        left[i] = wrapAdd(mid, side);
+        right[i] = wrapSub(mid, side);
+    }
+}
+
+// a * factor / 2^31, the factor in Q31.
+QORAC_INLINE Qor32s scaleQ31(Qor32s a, Qor32s factor) { return mulHigh(wrapShl(a, 1), factor); }
+
+// What an illegal position does without mid/side: long and short blocks differ.
+enum class WithoutMidSide { keepBand, splitBand };
+
+// One band of intensity stereo, id 1: the left channel's lines are shared out by the position.
+bool intensityMpeg1(Qor32s* left, Qor32s* right, int len, Qor8s position, bool midSide,
+                    WithoutMidSide illegal) {
+    if (Qor8u(position) > 7) return false;
+    if (position == 7 && midSide) {
+        std::copy_n(left, len, right);
+        return true;
+    }
+    if (position == 7 && illegal == WithoutMidSide::keepBand) return true;
+    for (int i = 0; i < len; ++i) {
+        const Qor32s a = left[i];
+        left[i] = scaleQ31(a, _pIsLeft[position]);
+        right[i] = wrapSub(a, left[i]);
+    }
+    return true;
+}
+
+// One band of intensity stereo, low sampling frequencies: one channel takes the lines as they are,
+// the other a power of 2^(-1/4), or of 2^(-1/2) with intensity_scale.
+void intensityLsf(Qor32s* left, Qor32s* right, int len, Qor8s position, int intensity_scale,
+                  bool midSide, WithoutMidSide illegal) {
+    if (position < 0 && !midSide) {
+        if (illegal == WithoutMidSide::splitBand) std::fill_n(right, len, 0);
+        return;
+    }
+    const int c = position < 0 ? 0 : ((position + 1) >> 1) << intensity_scale;
+    const bool scaleLeft = position >= 0 && (position & 1);
+    const Qor32s factor = _pMP3Sqrt14_32s[c & 3];
+    const int shift = std::min(c >> 2, 31);
+    for (int i = 0; i < len; ++i) {
+        const Qor32s a = left[i];
+        const Qor32s scaled = scaleQ31(a, factor) >> shift;
+        left[i] = scaleLeft ? scaled : a;
+        right[i] = scaleLeft ? a : scaled;
+    }
+}
+
+bool intensityBand(const Granule& granule, Qor32s* left, Qor32s* right, int len, int index,
+                   WithoutMidSide illegal) {
+    const Channel& channel = granule.channel[1];
+    const Qor8s position = channel.scaleFactor[index];
+    if (granule.mpeg1)
+        return intensityMpeg1(left, right, len, position, granule.stereo.midSide, illegal);
+    intensityLsf(left, right, len, position, channel.side->scalefac_compress & 1,
+                 granule.stereo.midSide, illegal);
+    return true;
+}
+
+bool _sStereoLong_MP3_32s_I(const Granule& granule, int limit) {
+    Qor32s *left = granule.channel[0].lines, *right = granule.channel[1].lines;
+    const Qor16s* longBand = granule.longBand;
+    if (granule.stereo.midSide) midSideToLeftRight(left, right, longBand[granule.isBand]);
+    if (!granule.stereo.intensity) return true;
+    for (int b = granule.isBand; b < 22 && longBand[b] < limit; ++b)
+        if (!intensityBand(granule, left + longBand[b], right + longBand[b],
+                           longBand[b + 1] - longBand[b], b, WithoutMidSide::keepBand))
+            return false;
+    return true;
+}
+
+bool _sStereoShort_MP3_32s_I(const Granule& granule) {
+    const Channel &left = granule.channel[0], &right = granule.channel[1];
+    for (int w = 0; w < 3; ++w) {
+        for (int b = right.firstShort; b < granule.stop[w] && granule.stereo.midSide; ++b) {
+            const ShortBand band = shortBandOf(granule.shortBand, b, w);
+            midSideToLeftRight(left.shortLines + band.start, right.shortLines + band.start,
+                               band.width);
+        }
+        for (int b = granule.stop[w]; b < left.top[w] && granule.stereo.intensity; ++b) {
+            const ShortBand band = shortBandOf(granule.shortBand, b, w);
+            if (!intensityBand(granule, left.shortLines + band.start, right.shortLines + band.start,
+                               band.width, right.scaleIndex(b, w), WithoutMidSide::splitBand))
+                return false;
+        }
+    }
+    return true;
+}
+
+// Both channels' lines become left and right, both bounds the same.
+bool decodeStereo(Granule& granule) {
+    Channel &left = granule.channel[0], &right = granule.channel[1];
+    if (left.hasLong) {
+        if (left.isShort)
+            *left.bound = std::min(*left.bound, 36);
+        else
+            *left.bound = *right.bound = std::max(*left.bound, *right.bound);
+        if (!_sStereoLong_MP3_32s_I(granule, *left.bound)) return false;
+    }
+    if (left.isShort) {
+        if (!_sStereoShort_MP3_32s_I(granule)) return false;
+        *left.bound = *right.bound = 3 * std::max(left.maxLines, right.maxLines);
+    }
+    return true;
+}
+
+// --- order of short blocks --------------------------------------------------------------------
+
+// In each group of 18 lines six belong to each window. The long lines of a mixed block stand in
+// place already.
+void _sReorder_MP3_32s(const Channel& channel, const Qor16s* shortBand) {
+    const int bound = ((*channel.bound + 17) * 3641 >> 16) * 18;
+    for (int w = 0; w < 3; ++w) {
+        int position = 6 * w + (channel.firstShort ? 36 : 0), inGroup = 0;
+        const auto put = [&](Qor32s line) {
+            channel.lines[position++] = line;
+            if (++inGroup == 6) {
+                position += 12;
+                inGroup = 0;
+            }
+        };
+        for (int b = channel.firstShort; b < channel.top[w]; ++b) {
+            const ShortBand band = shortBandOf(shortBand, b, w);
+            for (int i = 0; i < band.width; ++i) put(channel.shortLines[band.start + i]);
+        }
+        while (position < bound) put(0);
+    }
+    *channel.bound = bound;
+}
+
+// --- one granule ------------------------------------------------------------------------------
+
+// Checks a channel's block and works out its bands.
+QorStatus planChannel(Granule& granule, Channel& channel) {
+    const QorMP3SideInfo& side = *channel.side;
+    if (outside(side.block_type, 0, 3) || outside(side.mixed_block_flag, 0, 1))
+        return qorStsMp3SideInfoErr;
+    if (outside(*channel.bound, 0, kLines)) return qorStsBadArgErr;
+    channel.isShort = side.block_type == 2;
+    channel.hasLong = !channel.isShort || side.mixed_block_flag;
+    const bool mixed = channel.isShort && channel.hasLong;
+    channel.firstShort = mixed ? 3 : 0;
+    channel.scaleBase = !mixed ? 0 : granule.mpeg1 ? 8 : 6;
+    if (channel.isShort) findShortTops(channel, granule.shortBand);
+    return qorStsNoErr;
+}
+
+}  // namespace
+}  // namespace qorac
+
+using namespace qorac;
+
+QorStatus qorsReQuantizeSfb_MP3_32s_I(Qor32s* pIsXr, Qor32s* pNonZeroBound, Qor8s* pScaleFactor,
+                                      const QorMP3SideInfo* pSideInfo,
+                                      const QorMP3FrameHeader* pFrameHeader, Qor32s* pBuffer,
+                                      const Qor16s (*pSfbTableLong)[23],
+                                      const Qor16s (*pSfbTableShort)[14]) {
+    if (!pIsXr || !pNonZeroBound || !pScaleFactor || !pSideInfo || !pFrameHeader || !pBuffer ||
+        !pSfbTableLong || !pSfbTableShort)
+        return qorStsNullPtrErr;
+    const QorMP3FrameHeader& header = *pFrameHeader;
+    if (outside(header.id, 0, 1) || outside(header.sampling_frequency, 0, 2) ||
+        outside(header.mode, 0, 3) || outside(header.mode_extension, 0, 3))
+        return qorStsMp3FrameHeaderErr;
+
+    const int row = header.id * 3 + header.sampling_frequency;
+    const bool joint = header.mode == 1;
+    Granule granule{};
+    granule.stereo = {joint && (header.mode_extension & 2), joint && (header.mode_extension & 1)};
+    granule.mpeg1 = header.id == 1;
+    granule.channels = header.mode == 3 ? 1 : 2;
+    granule.longBand = pSfbTableLong[row];
+    granule.shortBand = pSfbTableShort[row];
+    if (granule.stereo.any() && (pSideInfo[0].block_type != pSideInfo[1].block_type ||
+                                 pSideInfo[0].mixed_block_flag != pSideInfo[1].mixed_block_flag))
+        return qorStsMp3SideInfoErr;
+    for (int c = 0; c < granule.channels; ++c) {
+        Channel& channel = granule.channel[c];
+        channel.side = pSideInfo + c;
+        channel.scaleFactor = pScaleFactor + c * kScaleFactors;
+        channel.lines = pIsXr + c * kLines;
+        channel.bound = pNonZeroBound + c;
+        if (const QorStatus status = planChannel(granule, channel)) return status;
+    }
+    if (granule.stereo.any()) mapStereo(granule);
+
+    // The first short channel's short lines go to the buffer; by the time the second one's are
+    // made, the first one's place is free for them.
+    Qor32s* freeSpace = pBuffer;
+    for (int c = 0; c < granule.channels; ++c) {
+        Channel& channel = granule.channel[c];
+        if (channel.isShort) {
+            channel.shortLines = freeSpace;
+            freeSpace = channel.lines;
+        }
+        if (const QorStatus status = requantize(granule, channel)) return status;
+    }
+
+    if (granule.stereo.any()) {
+        if (!decodeStereo(granule)) return qorStsErr;
+    } else {
+        for (int c = 0; c < granule.channels; ++c)
+            if (granule.channel[c].isShort)
+                *granule.channel[c].bound = 3 * granule.channel[c].maxLines;
+    }
+
+    // Channel 1 first: its short lines may stand in channel 0's place.
+    for (int c = granule.channels - 1; c >= 0; --c)
+        if (granule.channel[c].isShort) _sReorder_MP3_32s(granule.channel[c], granule.shortBand);
+    for (int c = 0; c < granule.channels; ++c)
+        pNonZeroBound[c] = nonZeroCount(granule.channel[c].lines, pNonZeroBound[c]);
+    return qorStsNoErr;
+}
+
+QorStatus qorsReQuantize_MP3_32s_I(Qor32s* pIsXr, Qor32s* pNonZeroBound, Qor8s* pScaleFactor,
+                                   const QorMP3SideInfo* pSideInfo,
+                                   const QorMP3FrameHeader* pFrameHeader, Qor32s* pBuffer) {
+    return qorsReQuantizeSfb_MP3_32s_I(pIsXr, pNonZeroBound, pScaleFactor, pSideInfo, pFrameHeader,
+                                       pBuffer, _qor_pMP3SfbTableLong, _qor_pMP3SfbTableShort);
+}
