@@ -1,2 +1,3 @@
 set(units
+  fft32s.cpp
 )

@@ -1,0 +1,61 @@
+// Complex FFT of 32 to 512 points in 32-bit integers: split radix, decimation in frequency.
+//
+// A block of n points is turned, by n/4 L-shaped butterflies, into one block of n/2 points and two
+// blocks of n/4 points; blocks of two points end in a sum and a difference, and the result stands
+// in bit-reversed order. With z0 to z3 a quarter of the block apart and j the offset of the
+// butterfly,
+//
+//     z0 + z2,  z1 + z3,  ((z0 - z2) - i (z1 - z3)) W^j,  ((z0 - z2) + i (z1 - z3)) W^3j,
+//     W = e^(-2 pi i / n).
+//
+// The arithmetic is part of the result, so that each butterfly keeps its form however the work is
+// vectorised: sums wrap at 32 bits and are never scaled; each part of a product with a twiddle in
+// Q30 is the sum of two 64-bit products of values taken times 4 (wrapping), from bit 32 on; offset
+// 0 multiplies nothing; offset n/8 rotates by 45 degrees, the wrapped sum or difference of the
+// parts times 2 (wrapping) and times sqrt(1/2) in Q31, from bit 32 on.
+#include "transform/fft32s.h"
+
+#include "frame/constmath.h"
+
+namespace qorac {
+namespace {
+
+// Twiddles of the butterflies of a block of n points in the order of their use: cos and sin of the
+// angle 2 pi j / n and of its triple, Q30.
+template <int n>
+struct Twiddles {
+    alignas(64) Qor32s single[n / 2];
+    alignas(64) Qor32s triple[n / 2];
+};
+
+template <int n>
+consteval Twiddles<n> makeTwiddles() {
+    constexpr long double one = 1 << 30;
+    Twiddles<n> t{};
+    for (int j = 0; j < n / 4; ++j) {
+        t.single[2 * j] = Qor32s(constmath::round(one * constmath::cosPi(2 * j, n)));
+        t.single[2 * j + 1] = Qor32s(constmath::round(one * constmath::sinPi(2 * j, n)));
+        t.triple[2 * j] = Qor32s(constmath::round(one * constmath::cosPi(6 * j, n)));
+        t.triple[2 * j + 1] = Qor32s(constmath::round(one * constmath::sinPi(6 * j, n)));
+    }
+    return t;
+}
+
+template <int n>
+constexpr Twiddles<n> kTwiddles = makeTwiddles<n>();
+
+constexpr Qor32s kSqrtHalf = 0x5A82799A;  // Q31
+
+}  // namespace
+}  // namespace qorac
+
+#define QORAC_KERNEL "transform/fft32s_kernel.h"
+#include "frame/levels.h"
+
+namespace qorac {
+
+QORAC_BIND(void, fft, (Qor32s * z, int order), (z, order))
+
+void ownsIMDCT_FFT_32sc_I(Qor32sc* pSrcDst, int order) { fft(&pSrcDst->re, order); }
+
+}  // namespace qorac
