@@ -1,0 +1,57 @@
+# Thin names over the CMake presets; HACKING.md explains them.
+.PHONY: all demo test asan clang bench format lint install clean
+
+all:
+	@scripts/install-deps build test
+	cmake --preset release
+	cmake --build --preset release
+
+# Builds and decodes the bundled MP3 to a WAV.
+demo:
+	@scripts/install-deps build
+	@cmake --preset release -DQORAC_TESTS=OFF >/dev/null
+	@cmake --build --preset release --target qordec
+	@mkdir -p demo-out
+	build/release/out/qordec demo/demo.mp3 demo-out/demo.wav
+
+# Builds and runs all tests.
+test:
+	@scripts/install-deps build test
+	cmake --preset release -DQORAC_TESTS=ON
+	cmake --build --preset release
+	ctest --preset release
+
+# The tests under AddressSanitizer and UndefinedBehaviorSanitizer.
+asan:
+	@scripts/install-deps build test
+	cmake --preset asan
+	cmake --build --preset asan
+	ctest --preset asan
+
+# The library, the tools and the tests built by clang.
+clang:
+	@scripts/install-deps build test clang
+	cmake --preset clang
+	cmake --build --preset clang
+
+# Every benchmark, with the peers that are installed.
+bench:
+	@scripts/install-deps build bench
+	cmake --preset bench
+	cmake --build --preset bench
+	scripts/run-bench
+
+format:
+	@scripts/install-deps lint
+	git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i
+
+lint:
+	@scripts/install-deps build test lint
+	cmake --preset clang
+	git ls-files 'core/*.cpp' 'src/*.cpp' 'tools/*.cpp' | xargs -P2 -n4 clang-tidy --quiet -p build/clang
+
+install: all
+	cmake --install build/release
+
+clean:
+	rm -rf build demo-out
