@@ -140,3 +140,5 @@ template <int shift, typename V>
 static QORAC_INLINE V rotate(V v, V w) {
     return rotate<shift>(v, oddToEven(v), w);
 }
+
+#include "frame/reals.h"

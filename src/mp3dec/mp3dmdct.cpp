@@ -5,10 +5,8 @@
 // The arithmetic is in double precision, each result rounded to the nearest integer with ties to
 // even; what lies outside 32 bits becomes the smallest integer.
 #include <algorithm>
-#include <cstring>
 
 #include "frame/constmath.h"
-#include "frame/dispatch.h"
 #include "frame/fixed.h"
 #include "frame/status.h"
 #include "qorac.h"
@@ -23,28 +21,10 @@ constexpr int kSubbands = 32;
 constexpr int kSubbandLines = 18;
 constexpr int kShort = 2;  // block_type
 
-// Eight numbers side by side; the compiler splits them where the vectors are shorter.
-typedef double Real8 __attribute__((vector_size(64)));
-typedef Qor32s Int8 __attribute__((vector_size(32)));
-
-QORAC_INLINE Real8 loadReals(const Qor32s* p) {
-    Int8 v;
-    std::memcpy(&v, p, sizeof v);
-    return __builtin_convertvector(v, Real8);
-}
-
-QORAC_INLINE void storeRounded(Qor32s* p, const Real8& x) {
-    constexpr double kInteger = 6755399441055744.0;  // 1.5 * 2^52: leaves no bits for a fraction
-    const Real8 rounded = (x + kInteger) - kInteger;
-    const auto inRange = rounded >= -2147483648.0 && rounded <= 2147483647.0;
-    const Int8 v = __builtin_convertvector(inRange ? rounded : Real8{} - 2147483648.0, Int8);
-    std::memcpy(p, &v, sizeof v);
-}
-
 // --- alias reduction --------------------------------------------------------------------------
 
-// The standard's cs and ca (Table B.9), halved, from c in thousandths of a tenth, with cs and ca
-// rounded to 30 bits.
+// The standard's cs and ca (Table B.9), halved, from c in ten-thousandths, with cs and ca rounded
+// to 30 bits.
 struct AliasCoefficients {
     double cCs[8], cCa[8];
 };
@@ -60,31 +40,11 @@ constexpr AliasCoefficients kAlias = [] {
     return k;
 }();
 
-QORAC_INLINE Real8 reversed(const Real8& x) {
-    return __builtin_shufflevector(x, x, 7, 6, 5, 4, 3, 2, 1, 0);
-}
-
-// The n - 1 boundaries above the first n sub-bands, and at least the lowest one.
-QORAC_CLONES void ownpmp3_AliasReduce_32s_I(Qor32s* pSrcXr, int n) {
-    Real8 cs, ca;
-    std::memcpy(&cs, kAlias.cCs, sizeof cs);
-    std::memcpy(&ca, kAlias.cCa, sizeof ca);
-    for (int boundary = 1; boundary < std::max(n, 2); ++boundary) {
-        Qor32s* const hiLines = pSrcXr + boundary * kSubbandLines;
-        const Real8 lo = 2 * reversed(loadReals(hiLines - 8));
-        const Real8 hi = 2 * loadReals(hiLines);
-        storeRounded(hiLines - 8, reversed(lo * cs - hi * ca));
-        storeRounded(hiLines, hi * cs + lo * ca);
-    }
-}
-
 // --- inverse transforms -----------------------------------------------------------------------
 
-// Of the 36 values of a long transform the 18 in the middle, 9 to 26, give all: the first half is
-// odd about its centre, the second even.
-constexpr int kMiddle = 9;
-
-// Row k is what line k adds to the 18 values, with zeros up to a whole number of vectors.
+// Of a long transform the 18 values in the middle, u[j] = y[9 + j], give all: the first half is odd
+// about its centre, the second even. Row k is what line k adds to them, with zeros up to a whole
+// number of vectors.
 struct LongTransform {
     alignas(64) double row[kSubbandLines][24];
 };
@@ -92,13 +52,14 @@ constexpr LongTransform kLongTransform = [] {
     LongTransform t{};
     for (int k = 0; k < kSubbandLines; ++k)
         for (int j = 0; j < kSubbandLines; ++j)
-            t.row[k][j] = double(cosPi((2 * (j + kMiddle) + 19) * (2 * k + 1), 72) / 4);
+            t.row[k][j] = double(cosPi((2 * j + 37) * (2 * k + 1), 72) / 4);
     return t;
 }();
 
-// The standard's windows by block_type: normal, start, (none), stop.
+// The standard's windows by block_type: normal, start, (none), stop. The sign of the values that
+// are mirrored in the first half stands here.
 struct Windows {
-    alignas(64) double type[4][36];
+    alignas(64) double type[4][40];
 };
 constexpr Windows kWindows = [] {
     Windows w{};
@@ -111,6 +72,8 @@ constexpr Windows kWindows = [] {
                                 : 0;
         w.type[3][35 - i] = w.type[1][i];
     }
+    for (auto& type : w.type)
+        for (int i = 0; i < 9; ++i) type[i] = -type[i];
     return w;
 }();
 
@@ -126,71 +89,6 @@ constexpr ShortTransform kShortTransform = [] {
     return t;
 }();
 
-// The 36 windowed values of one sub-band, before rounding.
-struct alignas(64) Values {
-    double y[40];
-};
-
-QORAC_INLINE void ownpmp3_DCTInv_36_32s(const Qor32s* pSrc, Values& values, const double* window) {
-    Real8 sum[3] = {};
-    for (int k = 0; k < kSubbandLines; ++k) {
-        Real8 row[3];
-        std::memcpy(row, kLongTransform.row[k], sizeof row);
-        const double line = pSrc[k];
-        for (int v = 0; v < 3; ++v) sum[v] += line * row[v];
-    }
-    double middle[24];
-    std::memcpy(middle, sum, sizeof middle);
-    for (int i = 0; i < 9; ++i) {
-        values.y[i] = -middle[8 - i] * window[i];
-        values.y[27 + i] = middle[17 - i] * window[27 + i];
-    }
-    for (int i = 0; i < 18; ++i) values.y[9 + i] = middle[i] * window[9 + i];
-}
-
-QORAC_INLINE void ownpmp3_DCTInv_12x3_32s(const Qor32s* pSrc, Values& values) {
-    std::fill_n(values.y, 36, 0.0);
-    for (int w = 0; w < 3; ++w) {
-        Real8 sum[2] = {};
-        for (int k = 0; k < 6; ++k) {
-            Real8 row[2];
-            std::memcpy(row, kShortTransform.row[k], sizeof row);
-            const double line = pSrc[6 * w + k];
-            for (int v = 0; v < 2; ++v) sum[v] += line * row[v];
-        }
-        double window[16];
-        std::memcpy(window, sum, sizeof window);
-        for (int i = 0; i < 12; ++i) values.y[6 + 6 * w + i] += window[i];
-    }
-}
-
-// 40 integers are stored, of which 36 are the result.
-QORAC_INLINE void inverseTransform(const Qor32s* pSrc, Qor32s* pDst, int blockType) {
-    Values values;
-    if (blockType == kShort)
-        ownpmp3_DCTInv_12x3_32s(pSrc, values);
-    else
-        ownpmp3_DCTInv_36_32s(pSrc, values, kWindows.type[blockType]);
-    std::fill_n(values.y + 36, 4, 0.0);
-    for (int i = 0; i < 40; i += 8) {
-        Real8 y;
-        std::memcpy(&y, values.y + i, sizeof y);
-        storeRounded(pDst + i, y);
-    }
-}
-
-// --- overlap ----------------------------------------------------------------------------------
-
-// Adds the overlap of a sub-band to the first half of its values, with the odd samples of odd
-// sub-bands negated, and keeps the second half.
-QORAC_INLINE void overlapAdd(const Qor32s* y, Qor32s* overlap, Qor32s* pDstY, int subband) {
-    for (int t = 0; t < kSubbandLines; ++t) {
-        const Qor32s z = wrapAdd(y[t], overlap[t]);
-        pDstY[kSubbands * t + subband] = (subband & t & 1) ? wrapNeg(z) : z;
-        overlap[t] = y[kSubbandLines + t];
-    }
-}
-
 // Sub-bands that the lines below nonZeroBound fill; alias reduction of long blocks spreads into one
 // more.
 int usedSubbands(int nonZeroBound, int blockType, int mixedBlock) {
@@ -199,26 +97,20 @@ int usedSubbands(int nonZeroBound, int blockType, int mixedBlock) {
     return std::min(((nonZeroBound * 3641 + 29128) >> 16) + 1, kSubbands);
 }
 
-// The first `used` sub-bands are transformed, those up to `end` drain their overlap, the rest is 0.
-QORAC_CLONES void synthesize(const Qor32s* pSrcXr, Qor32s* pDstY, Qor32s* pSrcDstOverlapAdd,
-                             int used, int end, int blockType, int mixedBlock) {
-    for (int s = 0; s < end; ++s) {
-        alignas(64) Qor32s y[40] = {};
-        if (s < used)
-            inverseTransform(pSrcXr + kSubbandLines * s, y, mixedBlock && s < 2 ? 0 : blockType);
-        overlapAdd(y, pSrcDstOverlapAdd + kSubbandLines * s, pDstY, s);
-    }
-    for (int t = 0; t < kSubbandLines; ++t)
-        std::fill(pDstY + kSubbands * t + end, pDstY + kSubbands * (t + 1), 0);
-}
-
-QORAC_CLONES void transformOne(const Qor32s* pSrc, Qor32s* pDst, int blockType) {
-    Qor32s y[40];
-    inverseTransform(pSrc, y, blockType);
-    std::copy_n(y, 36, pDst);
-}
-
 }  // namespace
+}  // namespace qorac
+
+#define QORAC_KERNEL "mp3dec/mp3dmdct_kernel.h"
+#include "frame/levels.h"
+
+namespace qorac {
+QORAC_BIND(void, ownpmp3_AliasReduce_32s_I, (Qor32s * pSrcXr, int n), (pSrcXr, n))
+QORAC_BIND(void, transformOne, (const Qor32s* pSrc, Qor32s* pDst, int blockType),
+           (pSrc, pDst, blockType))
+QORAC_BIND(void, synthesize,
+           (const Qor32s* pSrcXr, Qor32s* pDstY, Qor32s* pSrcDstOverlapAdd, int used, int end,
+            int blockType, int mixedBlock),
+           (pSrcXr, pDstY, pSrcDstOverlapAdd, used, end, blockType, mixedBlock))
 }  // namespace qorac
 
 using namespace qorac;

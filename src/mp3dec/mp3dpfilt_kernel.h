@@ -1,32 +1,8 @@
 // The 32-band synthesis in vectors of one instruction level; see frame/levels.h.
 
-typedef double Real8 __attribute__((vector_size(64)));
-typedef Qor32s Int8 __attribute__((vector_size(32)));
-typedef Qor64u Bits8 __attribute__((vector_size(64)));
-
-static QORAC_INLINE Real8 loadReal8(const double* p) {
-    Real8 v;
-    __builtin_memcpy(&v, p, sizeof v);
-    return v;
-}
-
-static QORAC_INLINE Real8 loadInt8(const Qor32s* p) {
-    Int8 v;
-    __builtin_memcpy(&v, p, sizeof v);
-    return __builtin_convertvector(v, Real8);
-}
-
-static QORAC_INLINE Real8 reversed8(const Real8& x) {
-    return __builtin_shufflevector(x, x, 7, 6, 5, 4, 3, 2, 1, 0);
-}
-
-// The nearest integers, ties to even, modulo 2^32 in the low half of each lane: 1.5 * 2^52 leaves
-// no bits for a fraction.
-static QORAC_INLINE Bits8 roundedBits(const Real8& x) { return Bits8(x + 6755399441055744.0); }
-
 // Stores 16 integers, of which `even` gives the even and `odd` the odd ones.
 static QORAC_INLINE void storeInterleaved(Qor32s* p, const Real8& even, const Real8& odd) {
-    const Bits8 v = (roundedBits(even) & 0xFFFFFFFFu) | (roundedBits(odd) << 32);
+    const Bits8 v = (roundToBits(even) & 0xFFFFFFFFu) | (roundToBits(odd) << 32);
     __builtin_memcpy(p, &v, sizeof v);
 }
 
@@ -35,9 +11,9 @@ static QORAC_INLINE void storeInterleaved(Qor32s* p, const Real8& even, const Re
 // C[i] is the sum of y[k] cos(pi i (2k + 1) / 64). For odd i the samples enter as y[k] - y[31 - k],
 // for even i as y[k] + y[31 - k], and these once more by halves.
 static QORAC_INLINE void ownpmp3_DCTFwd_32_32s(const Qor32s* y, Qor32s* slot) {
-    const Real8 y0 = loadInt8(y), y1 = loadInt8(y + 8);
-    const Real8 y2 = reversed8(loadInt8(y + 16)), y3 = reversed8(loadInt8(y + 24));
-    const Real8 sum0 = y0 + y3, sum1 = reversed8(y1 + y2);
+    const Real8 y0 = convertInt8(y), y1 = convertInt8(y + 8);
+    const Real8 y2 = reverse(convertInt8(y + 16)), y3 = reverse(convertInt8(y + 24));
+    const Real8 sum0 = y0 + y3, sum1 = reverse(y1 + y2);
     alignas(64) double difference[16], sumOfSums[8], differenceOfSums[8];
     const Real8 part[4] = {y0 - y3, y1 - y2, sum0 + sum1, sum0 - sum1};
     __builtin_memcpy(difference, part, sizeof difference);

@@ -177,12 +177,8 @@ void mapStereo(Granule& granule) {
 
 // --- power law and gain -----------------------------------------------------------------------
 
-QORAC_INLINE Qor32s shiftDown(Qor32s value, int n) {
-    return n < 0 ? wrapShl(value, -n) : value >> std::min(n, 31);
-}
-
 // 2^(-e/4) * k^(4/3) in Q26 for k from 16 to 8206, saturated; q = e >> 2, r = e & 3.
-Qor32s requantizeLarge(int k, int q, int r) {
+QORAC_INLINE Qor32s requantizeLarge(int k, int q, int r) {
     Qor32s m;
     int n;
     if (k <= 128) {
@@ -204,22 +200,31 @@ Qor32s requantizeLarge(int k, int q, int r) {
 
 // Lines of one band: pDst[i] = sign * 2^(-e/4) * |pSrc[i]|^(4/3) in Q26. False for a magnitude
 // above 8206.
-bool _sReqCore_MP3_32s_I(const Qor32s* pSrc, Qor32s* pDst, int len, int e) {
+QORAC_INLINE bool _sReqCore_MP3_32s_I(const Qor32s* pSrc, Qor32s* pDst, int len, int e) {
     const int q = e >> 2, r = e & 3;
-    Qor32s small[16];
-    for (int k = 0; k < 4; ++k) small[k] = shiftDown(_pReq16x4.row[r][k], q + 2);
-    for (int k = 4; k < 16; ++k) small[k] = shiftDown(_pReq16x4.row[r][k], q - 1);
+    Qor32s small[32];  // values -15 to 15, at 16 and around
+    for (int k = 0; k < 16; ++k) {
+        const int shift = k < 4 ? q + 2 : q - 1;
+        const Qor32s line =
+            wrapShl(_pReq16x4.row[r][k] >> std::clamp(shift, 0, 31), std::max(-shift, 0));
+        small[16 + k] = line;
+        small[16 - k] = wrapNeg(line);
+    }
     for (int i = 0; i < len; ++i) {
-        const Qor32s value = pSrc[i], sign = value >> 31;
+        const Qor32s value = pSrc[i];
+        if (Qor32u(value) + 15 <= 30) [[likely]] {
+            pDst[i] = small[16 + value];
+            continue;
+        }
         const Qor32u k = magnitude(value);
         if (k > kMaxMagnitude) return false;
-        const Qor32s line = k < 16 ? small[k] : requantizeLarge(int(k), q, r);
-        pDst[i] = wrapSub(line ^ sign, sign);
+        const Qor32s line = requantizeLarge(int(k), q, r);
+        pDst[i] = value < 0 ? wrapNeg(line) : line;
     }
     return true;
 }
 
-QorStatus requantize(const Granule& granule, const Channel& channel) {
+QORAC_CLONES QorStatus requantize(const Granule& granule, const Channel& channel) {
     const QorMP3SideInfo& side = *channel.side;
     if (outside(side.global_gain, 0, 255) || outside(side.scalefac_scale, 0, 1) ||
         outside(side.preflag, 0, 1))
@@ -405,6 +410,36 @@ QorStatus planChannel(Granule& granule, Channel& channel) {
     return qorStsNoErr;
 }
 
+// Channels without stereo coding, one after the other.
+QorStatus decodeApart(Granule& granule, Qor32s* pBuffer) {
+    for (int c = 0; c < granule.channels; ++c) {
+        Channel& channel = granule.channel[c];
+        channel.shortLines = pBuffer;
+        if (const QorStatus status = requantize(granule, channel)) return status;
+        if (!channel.isShort) continue;
+        *channel.bound = 3 * channel.maxLines;
+        _sReorder_MP3_32s(channel, granule.shortBand);
+    }
+    return qorStsNoErr;
+}
+
+// Two channels with mid/side or intensity. The left channel's short lines go to the buffer; then
+// its place, but for the long lines of a mixed block, is free for the right channel's.
+QorStatus decodeJoint(Granule& granule, Qor32s* pBuffer) {
+    Channel &left = granule.channel[0], &right = granule.channel[1];
+    mapStereo(granule);
+    left.shortLines = pBuffer;
+    right.shortLines = left.lines;
+    if (const QorStatus status = requantize(granule, left)) return status;
+    if (const QorStatus status = requantize(granule, right)) return status;
+    if (!decodeStereo(granule)) return qorStsErr;
+    if (left.isShort) {
+        _sReorder_MP3_32s(right, granule.shortBand);
+        _sReorder_MP3_32s(left, granule.shortBand);
+    }
+    return qorStsNoErr;
+}
+
 }  // namespace
 }  // namespace qorac
 
@@ -442,31 +477,9 @@ QorStatus qorsReQuantizeSfb_MP3_32s_I(Qor32s* pIsXr, Qor32s* pNonZeroBound, Qor8
         channel.bound = pNonZeroBound + c;
         if (const QorStatus status = planChannel(granule, channel)) return status;
     }
-    if (granule.stereo.any()) mapStereo(granule);
-
-    // The first short channel's short lines go to the buffer; by the time the second one's are
-    // made, the first one's place is free for them.
-    Qor32s* freeSpace = pBuffer;
-    for (int c = 0; c < granule.channels; ++c) {
-        Channel& channel = granule.channel[c];
-        if (channel.isShort) {
-            channel.shortLines = freeSpace;
-            freeSpace = channel.lines;
-        }
-        if (const QorStatus status = requantize(granule, channel)) return status;
-    }
-
-    if (granule.stereo.any()) {
-        if (!decodeStereo(granule)) return qorStsErr;
-    } else {
-        for (int c = 0; c < granule.channels; ++c)
-            if (granule.channel[c].isShort)
-                *granule.channel[c].bound = 3 * granule.channel[c].maxLines;
-    }
-
-    // Channel 1 first: its short lines may stand in channel 0's place.
-    for (int c = granule.channels - 1; c >= 0; --c)
-        if (granule.channel[c].isShort) _sReorder_MP3_32s(granule.channel[c], granule.shortBand);
+    const QorStatus status =
+        granule.stereo.any() ? decodeJoint(granule, pBuffer) : decodeApart(granule, pBuffer);
+    if (status) return status;
     for (int c = 0; c < granule.channels; ++c)
         pNonZeroBound[c] = nonZeroCount(granule.channel[c].lines, pNonZeroBound[c]);
     return qorStsNoErr;
