@@ -42,17 +42,33 @@ constexpr AliasCoefficients kAlias = [] {
 
 // --- inverse transforms -----------------------------------------------------------------------
 
+// A long transform starts with sums of neighbouring lines, which wrap at 32 bits: in[i] += in[i -
+// 1] for i from 17 down to 1, then in[i] += in[i - 2] for odd i from 17 down to 3. This undoes
+// them.
+constexpr void undoFirstAdditions(long double (&in)[kSubbandLines]) {
+    for (int i = 3; i < kSubbandLines; i += 2) in[i] -= in[i - 2];
+    for (int i = 1; i < kSubbandLines; ++i) in[i] -= in[i - 1];
+}
+
 // Of a long transform the 18 values in the middle, u[j] = y[9 + j], give all: the first half is odd
-// about its centre, the second even. Row k is what line k adds to them, with zeros up to a whole
+// about its centre, the second even. Row i is what sum i adds to them, with zeros up to a whole
 // number of vectors.
 struct LongTransform {
     alignas(64) double row[kSubbandLines][24];
 };
 constexpr LongTransform kLongTransform = [] {
     LongTransform t{};
-    for (int k = 0; k < kSubbandLines; ++k)
-        for (int j = 0; j < kSubbandLines; ++j)
-            t.row[k][j] = double(cosPi((2 * j + 37) * (2 * k + 1), 72) / 4);
+    for (int i = 0; i < kSubbandLines; ++i) {
+        long double lines[kSubbandLines] = {};
+        lines[i] = 1;
+        undoFirstAdditions(lines);
+        for (int j = 0; j < kSubbandLines; ++j) {
+            long double u = 0;
+            for (int k = 0; k < kSubbandLines; ++k)
+                u += lines[k] * cosPi((2 * j + 37) * (2 * k + 1), 72) / 4;
+            t.row[i][j] = double(u);
+        }
+    }
     return t;
 }();
 
