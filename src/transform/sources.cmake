@@ -1,3 +1,10 @@
 set(units
+  fft32f.cpp
+  fft32ftables.cpp
+  fft32fv1.cpp
+  fft32fv3.cpp
+  fft32fv4.cpp
   fft32s.cpp
+  fftbitrev.cpp
+  fftlarge.cpp
 )

@@ -1,0 +1,210 @@
+// Vectors of floats for the float FFT: arithmetic by operators, shuffles by name.
+//
+// Included by the per-level units, each of which has its own namespace QORAC_LEVEL, so that no
+// inline function of one level can stand in for that of another.
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
+#if defined(__AVX__)
+#include <immintrin.h>
+#endif
+
+#include "frame/dispatch.h"
+#include "qorac.h"
+
+namespace qorac::QORAC_LEVEL {
+
+template <int lanes>
+using Vec [[gnu::vector_size(lanes * sizeof(float))]] = float;
+
+template <typename V>
+constexpr int kLanes = sizeof(V) / sizeof(float);
+
+// The widest vector of this level.
+#if defined(__AVX512F__)
+constexpr int kMaxLanes = 16;
+#elif defined(__AVX__)
+constexpr int kMaxLanes = 8;
+#else
+constexpr int kMaxLanes = 4;
+#endif
+
+template <typename V>
+QORAC_INLINE V load(const float* p) {
+    V v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+
+template <typename V>
+QORAC_INLINE void store(float* p, V v) {
+    std::memcpy(p, &v, sizeof v);
+}
+
+// a * b + c and c - a * b, fused where the level has it.
+template <typename V>
+QORAC_INLINE V mulAdd(V a, V b, V c) {
+#if defined(__AVX512F__)
+    if constexpr (kLanes<V> == 16) return V(_mm512_fmadd_ps(__m512(a), __m512(b), __m512(c)));
+#endif
+#if defined(__FMA__)
+    if constexpr (kLanes<V> == 8) return V(_mm256_fmadd_ps(__m256(a), __m256(b), __m256(c)));
+    if constexpr (kLanes<V> == 4) return V(_mm_fmadd_ps(__m128(a), __m128(b), __m128(c)));
+#endif
+    return a * b + c;
+}
+
+template <typename V>
+QORAC_INLINE V mulSubFrom(V a, V b, V c) {
+#if defined(__AVX512F__)
+    if constexpr (kLanes<V> == 16) return V(_mm512_fnmadd_ps(__m512(a), __m512(b), __m512(c)));
+#endif
+#if defined(__FMA__)
+    if constexpr (kLanes<V> == 8) return V(_mm256_fnmadd_ps(__m256(a), __m256(b), __m256(c)));
+    if constexpr (kLanes<V> == 4) return V(_mm_fnmadd_ps(__m128(a), __m128(b), __m128(c)));
+#endif
+    return c - a * b;
+}
+
+// The vector whose lane i is element Pattern::at(i) of a followed by b.
+template <typename Pattern, typename V, std::size_t... lane>
+QORAC_INLINE V shuffle(V a, V b, std::index_sequence<lane...>) {
+    return __builtin_shufflevector(a, b, Pattern::at(static_cast<int>(lane))...);
+}
+template <typename Pattern, typename V>
+QORAC_INLINE V shuffle(V a, V b) {
+    return shuffle<Pattern>(a, b, std::make_index_sequence<kLanes<V>>());
+}
+
+// Within each quarter of four lanes, units of `unit` lanes of a and b in turn, from the lower or the
+// upper half of the quarter.
+template <int lanes, int unit, bool upper>
+struct UnpackQuarters {
+    static constexpr int at(int i) {
+        const int quarter = i / 4, inner = i % 4;
+        const bool fromB = inner / unit % 2 == 1;
+        const int source = inner / (2 * unit) * unit + inner % unit + (upper ? 2 : 0);
+        return 4 * quarter + source + (fromB ? lanes : 0);
+    }
+};
+
+// Units of `unit` lanes of a and b in turn, from the lower or the upper half of both.
+template <int lanes, int unit, bool upper>
+struct Interleave {
+    static constexpr int at(int i) {
+        const bool fromB = i / unit % 2 == 1;
+        return i / (2 * unit) * unit + i % unit + (upper ? lanes / 2 : 0) + (fromB ? lanes : 0);
+    }
+};
+
+// Even or odd elements of a followed by b.
+template <int parity>
+struct EverySecond {
+    static constexpr int at(int i) { return 2 * i + parity; }
+};
+
+// The same within each quarter: lane i holds element kPairOrder<lanes>(i) of the sequence.
+template <int lanes, int parity>
+struct EverySecondInQuarter {
+    static constexpr int at(int i) {
+        return i / 4 * 4 + i % 2 * 2 + parity + (i % 4 >= 2 ? lanes : 0);
+    }
+};
+template <int lanes>
+constexpr int pairOrder(int i) {
+    return i / 4 * 2 + i % 2 + (i % 4 >= 2 ? lanes / 2 : 0);
+}
+
+// Lanes in the order of pairOrder, of a alone.
+template <int lanes>
+struct PairOrder {
+    static constexpr int at(int i) { return pairOrder<lanes>(i); }
+};
+
+// Even or odd elements of a followed by b, from the last to the first.
+template <int lanes, int parity>
+struct EverySecondReversed {
+    static constexpr int at(int i) { return 2 * (lanes - 1 - i) + parity; }
+};
+
+// Elements of a and b in turn from the last to the first, the last half of all (lower) or the first.
+template <int lanes, bool upper>
+struct InterleaveReversed {
+    static constexpr int at(int i) {
+        return lanes - 1 - i / 2 - (upper ? lanes / 2 : 0) + (i % 2 == 1 ? lanes : 0);
+    }
+};
+
+// Runs of four floats that lie `stride` floats apart, one in each quarter.
+template <typename V>
+QORAC_INLINE V loadQuarters(const float* p, [[maybe_unused]] std::ptrdiff_t stride) {
+#if defined(__AVX512F__)
+    if constexpr (kLanes<V> == 16) {
+        const __m256 low = _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(p)),
+                                                _mm_loadu_ps(p + stride), 1);
+        const __m256 high = _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(p + 2 * stride)),
+                                                 _mm_loadu_ps(p + 3 * stride), 1);
+        return V(_mm512_castpd_ps(_mm512_insertf64x4(
+            _mm512_castpd256_pd512(_mm256_castps_pd(low)), _mm256_castps_pd(high), 1)));
+    }
+#endif
+#if defined(__AVX__)
+    if constexpr (kLanes<V> == 8) {
+        return V(_mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(p)),
+                                      _mm_loadu_ps(p + stride), 1));
+    }
+#endif
+    return load<V>(p);
+}
+
+// Quarters of even (odd) number of a, then those of b.
+template <int parity>
+struct EverySecondQuarter {
+    static constexpr int at(int i) { return (2 * (i / 4) + parity) * 4 + i % 4; }
+};
+
+// Row i becomes quarter i of the rows 0 to 3.
+template <typename V>
+QORAC_INLINE void transposeQuarters(V& r0, V& r1, V& r2, V& r3) {
+    const V even01 = shuffle<EverySecondQuarter<0>>(r0, r1);
+    const V odd01 = shuffle<EverySecondQuarter<1>>(r0, r1);
+    const V even23 = shuffle<EverySecondQuarter<0>>(r2, r3);
+    const V odd23 = shuffle<EverySecondQuarter<1>>(r2, r3);
+    r0 = shuffle<EverySecondQuarter<0>>(even01, even23);
+    r2 = shuffle<EverySecondQuarter<1>>(even01, even23);
+    r1 = shuffle<EverySecondQuarter<0>>(odd01, odd23);
+    r3 = shuffle<EverySecondQuarter<1>>(odd01, odd23);
+}
+
+// Transposes the square of as many rows as a vector has lanes.
+template <typename V>
+QORAC_INLINE void transpose(V* row) {
+    constexpr int n = kLanes<V>;
+    // 4 by 4 squares within the quarters
+    for (int i = 0; i < n; i += 4) {
+        const V a = shuffle<UnpackQuarters<n, 1, false>>(row[i], row[i + 1]);
+        const V b = shuffle<UnpackQuarters<n, 1, true>>(row[i], row[i + 1]);
+        const V c = shuffle<UnpackQuarters<n, 1, false>>(row[i + 2], row[i + 3]);
+        const V d = shuffle<UnpackQuarters<n, 1, true>>(row[i + 2], row[i + 3]);
+        row[i] = shuffle<UnpackQuarters<n, 2, false>>(a, c);
+        row[i + 1] = shuffle<UnpackQuarters<n, 2, true>>(a, c);
+        row[i + 2] = shuffle<UnpackQuarters<n, 2, false>>(b, d);
+        row[i + 3] = shuffle<UnpackQuarters<n, 2, true>>(b, d);
+    }
+    // the quarters among the rows
+    if constexpr (n == 8) {
+        for (int i = 0; i < 4; ++i) {
+            const V low = row[i], high = row[i + 4];
+            row[i] = shuffle<Interleave<n, 4, false>>(low, high);
+            row[i + 4] = shuffle<Interleave<n, 4, true>>(low, high);
+        }
+    }
+    if constexpr (n == 16) {
+        for (int i = 0; i < 4; ++i) transposeQuarters(row[i], row[i + 4], row[i + 8], row[i + 12]);
+    }
+}
+
+}  // namespace qorac::QORAC_LEVEL
