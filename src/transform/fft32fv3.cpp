@@ -9,5 +9,6 @@
 
 #pragma GCC target("arch=x86-64-v3")
 #define QORAC_LEVEL v3
+#define QORAC_LANES 8
 #include "transform/fft32fcore.h"
 #endif

@@ -9,5 +9,6 @@
 
 #pragma GCC target("arch=x86-64-v4")
 #define QORAC_LEVEL v4
+#define QORAC_LANES 16
 #include "transform/fft32fcore.h"
 #endif

@@ -8,7 +8,18 @@
 #include <cstring>
 #include <utility>
 
-#if defined(__AVX__)
+// The macros of the compiler do not follow a change of the level within a unit.
+#if !defined(QORAC_LANES)
+#if defined(__AVX512F__)
+#define QORAC_LANES 16
+#elif defined(__AVX2__) && defined(__FMA__)
+#define QORAC_LANES 8
+#else
+#define QORAC_LANES 4
+#endif
+#endif
+
+#if QORAC_LANES >= 8
 #include <immintrin.h>
 #endif
 
@@ -23,14 +34,8 @@ using Vec [[gnu::vector_size(lanes * sizeof(float))]] = float;
 template <typename V>
 constexpr int kLanes = sizeof(V) / sizeof(float);
 
-// The widest vector of this level.
-#if defined(__AVX512F__)
-constexpr int kMaxLanes = 16;
-#elif defined(__AVX__)
-constexpr int kMaxLanes = 8;
-#else
-constexpr int kMaxLanes = 4;
-#endif
+// Lanes of the widest vector of this level.
+constexpr int kMaxLanes = QORAC_LANES;
 
 template <typename V>
 QORAC_INLINE V load(const float* p) {
@@ -47,10 +52,10 @@ QORAC_INLINE void store(float* p, V v) {
 // a * b + c and c - a * b, fused where the level has it.
 template <typename V>
 QORAC_INLINE V mulAdd(V a, V b, V c) {
-#if defined(__AVX512F__)
+#if QORAC_LANES >= 16
     if constexpr (kLanes<V> == 16) return V(_mm512_fmadd_ps(__m512(a), __m512(b), __m512(c)));
 #endif
-#if defined(__FMA__)
+#if QORAC_LANES >= 8
     if constexpr (kLanes<V> == 8) return V(_mm256_fmadd_ps(__m256(a), __m256(b), __m256(c)));
     if constexpr (kLanes<V> == 4) return V(_mm_fmadd_ps(__m128(a), __m128(b), __m128(c)));
 #endif
@@ -59,10 +64,10 @@ QORAC_INLINE V mulAdd(V a, V b, V c) {
 
 template <typename V>
 QORAC_INLINE V mulSubFrom(V a, V b, V c) {
-#if defined(__AVX512F__)
+#if QORAC_LANES >= 16
     if constexpr (kLanes<V> == 16) return V(_mm512_fnmadd_ps(__m512(a), __m512(b), __m512(c)));
 #endif
-#if defined(__FMA__)
+#if QORAC_LANES >= 8
     if constexpr (kLanes<V> == 8) return V(_mm256_fnmadd_ps(__m256(a), __m256(b), __m256(c)));
     if constexpr (kLanes<V> == 4) return V(_mm_fnmadd_ps(__m128(a), __m128(b), __m128(c)));
 #endif
@@ -138,26 +143,22 @@ struct InterleaveReversed {
     }
 };
 
+template <typename V, std::size_t... lane>
+QORAC_INLINE auto joined(V low, V high, std::index_sequence<lane...>) {
+    return __builtin_shufflevector(low, high, lane...);
+}
+
 // Runs of four floats that lie `stride` floats apart, one in each quarter.
 template <typename V>
 QORAC_INLINE V loadQuarters(const float* p, [[maybe_unused]] std::ptrdiff_t stride) {
-#if defined(__AVX512F__)
-    if constexpr (kLanes<V> == 16) {
-        const __m256 low = _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(p)),
-                                                _mm_loadu_ps(p + stride), 1);
-        const __m256 high = _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(p + 2 * stride)),
-                                                 _mm_loadu_ps(p + 3 * stride), 1);
-        return V(_mm512_castpd_ps(_mm512_insertf64x4(
-            _mm512_castpd256_pd512(_mm256_castps_pd(low)), _mm256_castps_pd(high), 1)));
+    if constexpr (kLanes<V> > 4) {
+        using Half = Vec<kLanes<V> / 2>;
+        return joined(loadQuarters<Half>(p, stride),
+                      loadQuarters<Half>(p + kLanes<V> / 8 * stride, stride),
+                      std::make_index_sequence<kLanes<V>>());
+    } else {
+        return load<V>(p);
     }
-#endif
-#if defined(__AVX__)
-    if constexpr (kLanes<V> == 8) {
-        return V(_mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(p)),
-                                      _mm_loadu_ps(p + stride), 1));
-    }
-#endif
-    return load<V>(p);
 }
 
 // Quarters of even (odd) number of a, then those of b.
