@@ -190,7 +190,6 @@ class Scratch {
     bool failed_ = false;
 };
 
-
 Qor32f scaleOf(const QorsFFTSpec_32f& spec, Qor32s scaled) {
     return scaled ? spec.normFactor : 1.0f;
 }

@@ -18,19 +18,19 @@ constexpr int kFftMaxBlockingLevels = 2;
 // block, each on a 32-byte boundary: reversal, core twiddles, recombination. The pointers are
 // absolute, so that a spec cannot be moved. A spec is only read once it is built.
 struct QorsFFTSpec_32f {
-    Qor32s id;                                 // a kFftId constant; 0 when dead
-    Qor32s order;                              // log2 of the length
-    Qor32s scaleFwd;                           // 1: the forward transform multiplies by normFactor
-    Qor32s scaleInv;                           // the same for the inverse
-    Qor32f normFactor;                         // 1/N or 1/sqrt(N)
-    Qor32s hint;                               // stored, never read
-    Qor32s workSize;                           // bytes of scratch without the alignment slack
-    Qor32s ownsMemory;                         // 1: made by InitAlloc
-    Qor32s* pBitRev;                           // null for the orders that need none
-    Qor32f* pTwd;                              // twiddles of the (half-length) complex core
-    Qor32f* pRealRec;                          // forward recombination, real spec only
-    Qor32f* pCcsRec;                           // inverse recombination, real spec only
-    Qor32f* pStepTwd[kFftMaxBlockingLevels];   // twiddles of the blocked path, orders 18 and up
+    Qor32s id;                                // a kFftId constant; 0 when dead
+    Qor32s order;                             // log2 of the length
+    Qor32s scaleFwd;                          // 1: the forward transform multiplies by normFactor
+    Qor32s scaleInv;                          // the same for the inverse
+    Qor32f normFactor;                        // 1/N or 1/sqrt(N)
+    Qor32s hint;                              // stored, never read
+    Qor32s workSize;                          // bytes of scratch without the alignment slack
+    Qor32s ownsMemory;                        // 1: made by InitAlloc
+    Qor32s* pBitRev;                          // null for the orders that need none
+    Qor32f* pTwd;                             // twiddles of the (half-length) complex core
+    Qor32f* pRealRec;                         // forward recombination, real spec only
+    Qor32f* pCcsRec;                          // inverse recombination, real spec only
+    Qor32f* pStepTwd[kFftMaxBlockingLevels];  // twiddles of the blocked path, orders 18 and up
 };
 
 using QorsFFTSpec_C_32fc = QorsFFTSpec_32f;

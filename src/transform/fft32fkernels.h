@@ -74,31 +74,7 @@ constexpr int kSplitGroups = 0;
 constexpr int kInterleaved = 1;
 constexpr int kExchanged = 2;
 
-#if defined(QORAC_ISA_ALL)
-namespace v1 {
-extern const Fft32fKernels kKernels;
-}
-namespace v3 {
-extern const Fft32fKernels kKernels;
-}
-namespace v4 {
-extern const Fft32fKernels kKernels;
-}
-#else
-namespace pinned {
-extern const Fft32fKernels kKernels;
-}
-#endif
-
 // The set for this machine.
-inline const Fft32fKernels& fft32fKernels() {
-#if defined(QORAC_ISA_ALL)
-    if (__builtin_cpu_supports("x86-64-v4")) return v4::kKernels;
-    if (__builtin_cpu_supports("x86-64-v3")) return v3::kKernels;
-    return v1::kKernels;
-#else
-    return pinned::kKernels;
-#endif
-}
+const Fft32fKernels& fft32fKernels();
 
 }  // namespace qorac

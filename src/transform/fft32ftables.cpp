@@ -35,8 +35,7 @@ void qors_initTabTwdBase_32f(Qor32s order, Qor32f* pTable) {
     const Qor32s quarter = 1 << (order - 2);
     const Qor64f unit = std::ldexp(2 * static_cast<Qor64f>(constmath::kPi), -order);
     for (Qor32s i = 0; i <= quarter; ++i) {
-        const Qor64f value =
-            i <= quarter / 2 ? std::sin(i * unit) : std::cos((quarter - i) * unit);
+        const Qor64f value = i <= quarter / 2 ? std::sin(i * unit) : std::cos((quarter - i) * unit);
         pTable[i] = static_cast<Qor32f>(value);
     }
 }

@@ -36,7 +36,6 @@ constexpr Qor32s complexBytes(Qor32s order) { return 8 << order; }
 // left.
 constexpr int tileStageBits(int bitsLeft) { return bitsLeft == 2 || bitsLeft == 4 ? 2 : 3; }
 
-
 template <typename Visit>
 void forEachTileStage(int tileBits, Visit visit) {
     for (int done = 0; done < tileBits;) {
@@ -57,8 +56,8 @@ Qor32f* initTabTwd_Step(Qor32s order, const QuarterWave& wave, Qor32f* pTwd) {
         forEachTileStage(tileBits, [&](int done, int bits) {
             for (Qor64s row = 0; row < 1 << done; ++row) {
                 for (Qor32s column = first; column < first + columns; column += 4) {
-                    pTwd = fftTwiddleGroup(wave, (row << sub) + column, sub + done + bits, bits,
-                                           pTwd);
+                    pTwd =
+                        fftTwiddleGroup(wave, (row << sub) + column, sub + done + bits, bits, pTwd);
                 }
             }
         });
@@ -319,16 +318,14 @@ void qors_cFftFwd_Large_32fc(const QorsFFTSpec_32f* pSpec, const Qor32fc* pSrc, 
                              Qor32s order, Qor8u* pScratch) {
     reverse(pSrc, pDst, order, pSpec->pBitRev, pScratch);
     transformLevel(*pSpec, PairData<false>{fft32fKernels(), pDst}, order,
-                   pSpec->scaleFwd ? pSpec->normFactor : 1.0f,
-                   reinterpret_cast<Qor32f*>(pScratch));
+                   pSpec->scaleFwd ? pSpec->normFactor : 1.0f, reinterpret_cast<Qor32f*>(pScratch));
 }
 
 void qors_cFftInv_Large_32fc(const QorsFFTSpec_32f* pSpec, const Qor32fc* pSrc, Qor32fc* pDst,
                              Qor32s order, Qor8u* pScratch) {
     reverse(pSrc, pDst, order, pSpec->pBitRev, pScratch);
     transformLevel(*pSpec, PairData<true>{fft32fKernels(), pDst}, order,
-                   pSpec->scaleInv ? pSpec->normFactor : 1.0f,
-                   reinterpret_cast<Qor32f*>(pScratch));
+                   pSpec->scaleInv ? pSpec->normFactor : 1.0f, reinterpret_cast<Qor32f*>(pScratch));
 }
 
 void qors_crFftFwd_Large_32f(const QorsFFTSpec_32f* pSpec, const Qor32f* pSrcRe,
@@ -337,8 +334,7 @@ void qors_crFftFwd_Large_32f(const QorsFFTSpec_32f* pSpec, const Qor32f* pSrcRe,
     reverse(pSrcRe, pDstRe, order, pSpec->pBitRev, pScratch);
     reverse(pSrcIm, pDstIm, order, pSpec->pBitRev, pScratch);
     transformLevel(*pSpec, SplitData{fft32fKernels(), pDstRe, pDstIm}, order,
-                   pSpec->scaleFwd ? pSpec->normFactor : 1.0f,
-                   reinterpret_cast<Qor32f*>(pScratch));
+                   pSpec->scaleFwd ? pSpec->normFactor : 1.0f, reinterpret_cast<Qor32f*>(pScratch));
 }
 
 }  // namespace qorac

@@ -1,9 +1,7 @@
 set(units
   fft32f.cpp
+  fft32fkernels.cpp
   fft32ftables.cpp
-  fft32fv1.cpp
-  fft32fv3.cpp
-  fft32fv4.cpp
   fft32s.cpp
   fftbitrev.cpp
   fftlarge.cpp

@@ -1,32 +1,5 @@
-// Vectors of floats for the float FFT: arithmetic by operators, shuffles by name.
-//
-// Included by the per-level units, each of which has its own namespace QORAC_LEVEL, so that no
-// inline function of one level can stand in for that of another.
-#pragma once
-
-#include <cstddef>
-#include <cstring>
-#include <utility>
-
-// The macros of the compiler do not follow a change of the level within a unit.
-#if !defined(QORAC_LANES)
-#if defined(__AVX512F__)
-#define QORAC_LANES 16
-#elif defined(__AVX2__) && defined(__FMA__)
-#define QORAC_LANES 8
-#else
-#define QORAC_LANES 4
-#endif
-#endif
-
-#if QORAC_LANES >= 8
-#include <immintrin.h>
-#endif
-
-#include "frame/dispatch.h"
-#include "qorac.h"
-
-namespace qorac::QORAC_LEVEL {
+// Vectors of floats for the float FFT at one instruction level: arithmetic by operators, shuffles
+// by name. Included by transform/fft32f_kernel.h only.
 
 template <int lanes>
 using Vec [[gnu::vector_size(lanes * sizeof(float))]] = float;
@@ -35,27 +8,27 @@ template <typename V>
 constexpr int kLanes = sizeof(V) / sizeof(float);
 
 // Lanes of the widest vector of this level.
-constexpr int kMaxLanes = QORAC_LANES;
+constexpr int kMaxLanes = QORAC_LEVEL >= 4 ? 16 : QORAC_LEVEL >= 3 ? 8 : 4;
 
 template <typename V>
 QORAC_INLINE V load(const float* p) {
     V v;
-    std::memcpy(&v, p, sizeof v);
+    __builtin_memcpy(&v, p, sizeof v);
     return v;
 }
 
 template <typename V>
 QORAC_INLINE void store(float* p, V v) {
-    std::memcpy(p, &v, sizeof v);
+    __builtin_memcpy(p, &v, sizeof v);
 }
 
 // a * b + c and c - a * b, fused where the level has it.
 template <typename V>
 QORAC_INLINE V mulAdd(V a, V b, V c) {
-#if QORAC_LANES >= 16
+#if QORAC_LEVEL >= 4
     if constexpr (kLanes<V> == 16) return V(_mm512_fmadd_ps(__m512(a), __m512(b), __m512(c)));
 #endif
-#if QORAC_LANES >= 8
+#if QORAC_LEVEL >= 3
     if constexpr (kLanes<V> == 8) return V(_mm256_fmadd_ps(__m256(a), __m256(b), __m256(c)));
     if constexpr (kLanes<V> == 4) return V(_mm_fmadd_ps(__m128(a), __m128(b), __m128(c)));
 #endif
@@ -64,10 +37,10 @@ QORAC_INLINE V mulAdd(V a, V b, V c) {
 
 template <typename V>
 QORAC_INLINE V mulSubFrom(V a, V b, V c) {
-#if QORAC_LANES >= 16
+#if QORAC_LEVEL >= 4
     if constexpr (kLanes<V> == 16) return V(_mm512_fnmadd_ps(__m512(a), __m512(b), __m512(c)));
 #endif
-#if QORAC_LANES >= 8
+#if QORAC_LEVEL >= 3
     if constexpr (kLanes<V> == 8) return V(_mm256_fnmadd_ps(__m256(a), __m256(b), __m256(c)));
     if constexpr (kLanes<V> == 4) return V(_mm_fnmadd_ps(__m128(a), __m128(b), __m128(c)));
 #endif
@@ -84,8 +57,8 @@ QORAC_INLINE V shuffle(V a, V b) {
     return shuffle<Pattern>(a, b, std::make_index_sequence<kLanes<V>>());
 }
 
-// Within each quarter of four lanes, units of `unit` lanes of a and b in turn, from the lower or the
-// upper half of the quarter.
+// Within each quarter of four lanes, units of `unit` lanes of a and b in turn, from the lower or
+// the upper half of the quarter.
 template <int lanes, int unit, bool upper>
 struct UnpackQuarters {
     static constexpr int at(int i) {
@@ -135,7 +108,8 @@ struct EverySecondReversed {
     static constexpr int at(int i) { return 2 * (lanes - 1 - i) + parity; }
 };
 
-// Elements of a and b in turn from the last to the first, the last half of all (lower) or the first.
+// Elements of a and b in turn from the last to the first, the last half of all (lower) or the
+// first.
 template <int lanes, bool upper>
 struct InterleaveReversed {
     static constexpr int at(int i) {
@@ -151,7 +125,7 @@ QORAC_INLINE auto joined(V low, V high, std::index_sequence<lane...>) {
 // Runs of four floats that lie `stride` floats apart, one in each quarter.
 template <typename V>
 QORAC_INLINE V loadQuarters(const float* p, [[maybe_unused]] std::ptrdiff_t stride) {
-    if constexpr (kLanes<V> > 4) {
+    if constexpr (kLanes < V >> 4) {
         using Half = Vec<kLanes<V> / 2>;
         return joined(loadQuarters<Half>(p, stride),
                       loadQuarters<Half>(p + kLanes<V> / 8 * stride, stride),
@@ -207,5 +181,3 @@ QORAC_INLINE void transpose(V* row) {
         for (int i = 0; i < 4; ++i) transposeQuarters(row[i], row[i + 4], row[i + 8], row[i + 12]);
     }
 }
-
-}  // namespace qorac::QORAC_LEVEL

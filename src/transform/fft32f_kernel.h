@@ -1,22 +1,15 @@
-// Butterflies, passes and codelets of the float FFT, for one instruction level.
+// Butterflies, passes and codelets of the float FFT at one instruction level; included by
+// frame/levels.h only.
 //
 // The core is a decimation in time of data in bit-reversed order: a radix-4 stage without twiddles,
 // then radix-4 stages, then radix-8 stages (fftStageBits). Between the stages the data stands in
 // runs of as many complex numbers as a vector has lanes, real parts first, imaginary parts behind
 // them. An inverse transform is the forward one with real and imaginary parts exchanged on the way
 // in and on the way out, so that the stages know one direction only.
-#pragma once
 
-#include "frame/constmath.h"
-#include "frame/status.h"
-#include "transform/fft32fkernels.h"
-#include "transform/fft32ftables.h"
-#include "transform/fftvector.h"
+namespace fft {
 
-namespace qorac::QORAC_LEVEL {
-
-// Lambdas that are part of the loop that they are called in.
-#define QORAC_INLINE_BODY __attribute__((always_inline))
+#include "transform/fft32f_lanes.h"
 
 // --- complex numbers, one in each lane ----------------------------------------------------------
 
@@ -96,12 +89,6 @@ QORAC_INLINE void dft(Complex<V>* x) {
     }
 }
 
-constexpr int reversed(int value, int bits) {
-    int result = 0;
-    for (int i = 0; i < bits; ++i) result |= ((value >> i) & 1) << (bits - 1 - i);
-    return result;
-}
-
 // Calls body with the constants 0 to count - 1.
 template <typename Body, std::size_t... i>
 QORAC_INLINE void unrolled([[maybe_unused]] Body body, std::index_sequence<i...>) {
@@ -123,21 +110,6 @@ QORAC_INLINE void butterfly(Complex<V>* x, const Complex<V>* w) {
     });
     dft<radix, span>(x);
 }
-
-// exp(-2 pi j k / 32).
-struct Roots {
-    float re[32], im[32];
-};
-constexpr Roots kRoots32 = [] {
-    constexpr auto cosine = constmath::makeTable<float, 32>(
-        [](int k) { return static_cast<double>(constmath::cosPi(k, 16)); });
-    Roots roots{};
-    for (int k = 0; k < 32; ++k) {
-        roots.re[k] = cosine[k];
-        roots.im[k] = -cosine[(k + 24) % 32];
-    }
-    return roots;
-}();
 
 // x exp(-2 pi j k / 32).
 template <int k, typename V>
@@ -182,17 +154,19 @@ struct PairSource {
 
     template <typename V>
     QORAC_INLINE Complex<V> load(std::ptrdiff_t n) const {
-        const V low = QORAC_LEVEL::load<V>(data + 2 * n);
-        const V high = QORAC_LEVEL::load<V>(data + 2 * n + kLanes<V>);
-        if constexpr (kLanes<V> == 1) return parts<exchanged>(low, high);
-        else return parts<exchanged>(shuffle<EverySecond<0>>(low, high),
-                                shuffle<EverySecond<1>>(low, high));
+        const V low = fft::load<V>(data + 2 * n);
+        const V high = fft::load<V>(data + 2 * n + kLanes<V>);
+        if constexpr (kLanes<V> == 1)
+            return parts<exchanged>(low, high);
+        else
+            return parts<exchanged>(shuffle<EverySecond<0>>(low, high),
+                                    shuffle<EverySecond<1>>(low, high));
     }
     template <typename V>
     QORAC_INLINE Complex<V> loadAnyOrder(std::ptrdiff_t n) const {
         constexpr int lanes = kLanes<V>;
-        const V low = QORAC_LEVEL::load<V>(data + 2 * n);
-        const V high = QORAC_LEVEL::load<V>(data + 2 * n + lanes);
+        const V low = fft::load<V>(data + 2 * n);
+        const V high = fft::load<V>(data + 2 * n + lanes);
         return parts<exchanged>(shuffle<EverySecondInQuarter<lanes, 0>>(low, high),
                                 shuffle<EverySecondInQuarter<lanes, 1>>(low, high));
     }
@@ -215,8 +189,8 @@ struct PairDestination {
             y = {shuffle<Interleave<lanes, 1, false>>(y.re, y.im),
                  shuffle<Interleave<lanes, 1, true>>(y.re, y.im)};
         }
-        QORAC_LEVEL::store(data + 2 * n, y.re);
-        QORAC_LEVEL::store(data + 2 * n + lanes, y.im);
+        fft::store(data + 2 * n, y.re);
+        fft::store(data + 2 * n + lanes, y.im);
     }
 };
 
@@ -227,7 +201,7 @@ struct SplitSource {
 
     template <typename V>
     QORAC_INLINE Complex<V> load(std::ptrdiff_t n) const {
-        return {QORAC_LEVEL::load<V>(re + n), QORAC_LEVEL::load<V>(im + n)};
+        return {fft::load<V>(re + n), fft::load<V>(im + n)};
     }
     template <typename V>
     QORAC_INLINE Complex<V> loadAnyOrder(std::ptrdiff_t n) const {
@@ -246,8 +220,8 @@ struct SplitDestination {
     template <typename V>
     QORAC_INLINE void store(std::ptrdiff_t n, Complex<V> x) const {
         if constexpr (scaled) x = {x.re * scale, x.im * scale};
-        QORAC_LEVEL::store(re + n, x.re);
-        QORAC_LEVEL::store(im + n, x.im);
+        fft::store(re + n, x.re);
+        fft::store(im + n, x.im);
     }
 };
 
@@ -257,7 +231,7 @@ struct RunsSource {
 
     template <typename V>
     QORAC_INLINE Complex<V> load(std::ptrdiff_t n) const {
-        return {QORAC_LEVEL::load<V>(data + 2 * n), QORAC_LEVEL::load<V>(data + 2 * n + kLanes<V>)};
+        return {fft::load<V>(data + 2 * n), fft::load<V>(data + 2 * n + kLanes<V>)};
     }
 };
 
@@ -268,8 +242,8 @@ struct Runs {
 
     template <typename V>
     QORAC_INLINE void store(std::ptrdiff_t n, Complex<V> x) const {
-        QORAC_LEVEL::store(data + 2 * n, x.re);
-        QORAC_LEVEL::store(data + 2 * n + kLanes<V>, x.im);
+        fft::store(data + 2 * n, x.re);
+        fft::store(data + 2 * n + kLanes<V>, x.im);
     }
 };
 
@@ -295,8 +269,6 @@ QORAC_INLINE void transpose(Complex<V>* x) {
     transpose(part);
     unrolled<kLanes<V>>([&](auto i) QORAC_INLINE_BODY { x[i].im = part[i]; });
 }
-
-constexpr int log2Of(int n) { return n == 1 ? 0 : 1 + log2Of(n / 2); }
 
 // The first two stages of a transform whose source stands in natural order. Blocks of `length`
 // numbers that lie 2^order / length apart are transformed side by side, one in each lane, and then
@@ -367,13 +339,11 @@ QORAC_INLINE void stage(RunsSource work, Destination destination, std::ptrdiff_t
         loadTwiddles<radix>(pTwd + b * 2 * (radix - 1), w);
         for (std::ptrdiff_t n = b; n < blocks * radix * span; n += radix * span) {
             Complex<V> x[radix];
-            unrolled<radix>([&](auto p) QORAC_INLINE_BODY {
-                x[p] = work.template load<V>(n + p * span);
-            });
+            unrolled<radix>([&](auto p)
+                                QORAC_INLINE_BODY { x[p] = work.template load<V>(n + p * span); });
             butterfly<radix>(x, w);
-            unrolled<radix>([&](auto p) QORAC_INLINE_BODY {
-                destination.store(n + p * span, x[p]);
-            });
+            unrolled<radix>([&](auto p)
+                                QORAC_INLINE_BODY { destination.store(n + p * span, x[p]); });
         }
     }
 }
@@ -389,28 +359,6 @@ QORAC_INLINE void stage(int bits, Runs work, Destination destination, std::ptrdi
 }
 
 // --- the core -----------------------------------------------------------------------------------
-
-// The stages behind the first pass.
-struct Stages {
-    struct Stage {
-        int bits;            // log2 of the radix
-        int done;            // order bits done before it, so that its span is 2^done
-        const Qor32f* pTwd;
-    };
-    Stage stage[8] = {};
-    int count = 0;
-    int first;  // order bits of the first pass
-
-    Stages(Qor32s order, const Qor32f* pTwd) {
-        for (int done = 2; done < order;) {
-            const int bits = fftStageBits(order - done);
-            stage[count++] = {bits, done, pTwd};
-            pTwd += (std::ptrdiff_t{8} * ((1 << bits) - 1) << done) / 4;
-            done += bits;
-        }
-        first = 2 + stage[0].bits;
-    }
-};
 
 // Blocks of up to this order stay in the nearest cache, tables included.
 constexpr int kNearOrder = 11;
@@ -495,8 +443,9 @@ void qors_cRadix4Norm_32fc(const FftCore& core, const Qor32fc* pSrc, Qor32fc* pD
     transform(core, PairSource<inverse>(pSrc), PairDestination<inverse>(pDst, core.scale), work);
 }
 
-void qors_crRadix4FwdNorm_32f(const FftCore& core, const Qor32f* pSrcRe, const Qor32f* pSrcIm,
-                              Qor32f* pDstRe, Qor32f* pDstIm, Qor32f* pScratch) {
+static void qors_crRadix4FwdNorm_32f(const FftCore& core, const Qor32f* pSrcRe,
+                                     const Qor32f* pSrcIm, Qor32f* pDstRe, Qor32f* pDstIm,
+                                     Qor32f* pScratch) {
     transform(core, SplitSource{pSrcRe, pSrcIm}, SplitDestination<>{pDstRe, pDstIm, core.scale},
               Runs{pScratch});
 }
@@ -513,7 +462,7 @@ void qors_cRadix4_32fc(const FftCore& core, Qor32fc* pData, Qor32f* pScratch, in
     }
 }
 
-void qors_crRadix4Fwd_32f(const FftCore& core, Qor32f* pRe, Qor32f* pIm, Qor32f* pScratch) {
+static void qors_crRadix4Fwd_32f(const FftCore& core, Qor32f* pRe, Qor32f* pIm, Qor32f* pScratch) {
     transformReversed(core, SplitSource{pRe, pIm}, SplitDestination<>{pRe, pIm, core.scale},
                       Runs{pScratch});
 }
@@ -530,19 +479,19 @@ QORAC_INLINE void move(Source source, Destination destination, std::ptrdiff_t fr
     }
 }
 
-void qors_cFft_BlkMerge_32fc(const Qor32fc* pSrc, Qor32f* pTile, std::ptrdiff_t stride, Qor32s rows,
-                             Qor32s columns) {
+static void qors_cFft_BlkMerge_32fc(const Qor32fc* pSrc, Qor32f* pTile, std::ptrdiff_t stride,
+                                    Qor32s rows, Qor32s columns) {
     for (Qor32s row = 0; row < rows; ++row) {
-        std::memcpy(pTile + 2 * row * columns, pSrc + row * stride, columns * sizeof(Qor32fc));
+        __builtin_memcpy(pTile + 2 * row * columns, pSrc + row * stride, columns * sizeof(Qor32fc));
     }
 }
 
-void qors_cFft_BlkSplit_32fc(Qor32fc* pDst, const Qor32f* pTile, std::ptrdiff_t stride, Qor32s rows,
-                             Qor32s columns, int form) {
+static void qors_cFft_BlkSplit_32fc(Qor32fc* pDst, const Qor32f* pTile, std::ptrdiff_t stride,
+                                    Qor32s rows, Qor32s columns, int form) {
     const RunsSource tile{pTile};
     for (Qor32s row = 0; row < rows; ++row, pDst += stride) {
         if (form == kSplitGroups) {
-            std::memcpy(pDst, pTile + 2 * row * columns, columns * sizeof(Qor32fc));
+            __builtin_memcpy(pDst, pTile + 2 * row * columns, columns * sizeof(Qor32fc));
         } else if (form == kInterleaved) {
             move(tile, PairDestination<false, false>(pDst, 1.0f), row * columns, 0, columns);
         } else {
@@ -551,15 +500,15 @@ void qors_cFft_BlkSplit_32fc(Qor32fc* pDst, const Qor32f* pTile, std::ptrdiff_t 
     }
 }
 
-void qors_crFft_BlkMerge_32f(const Qor32f* pSrcRe, const Qor32f* pSrcIm, Qor32f* pTile,
-                             std::ptrdiff_t stride, Qor32s rows, Qor32s columns) {
+static void qors_crFft_BlkMerge_32f(const Qor32f* pSrcRe, const Qor32f* pSrcIm, Qor32f* pTile,
+                                    std::ptrdiff_t stride, Qor32s rows, Qor32s columns) {
     for (Qor32s row = 0; row < rows; ++row) {
         move(SplitSource{pSrcRe, pSrcIm}, Runs{pTile}, row * stride, row * columns, columns);
     }
 }
 
-void qors_crFft_BlkSplit_32f(Qor32f* pDstRe, Qor32f* pDstIm, const Qor32f* pTile,
-                             std::ptrdiff_t stride, Qor32s rows, Qor32s columns) {
+static void qors_crFft_BlkSplit_32f(Qor32f* pDstRe, Qor32f* pDstIm, const Qor32f* pTile,
+                                    std::ptrdiff_t stride, Qor32s rows, Qor32s columns) {
     for (Qor32s row = 0; row < rows; ++row) {
         move(RunsSource{pTile}, SplitDestination<false>{pDstRe, pDstIm, 1.0f}, row * columns,
              row * stride, columns);
@@ -643,40 +592,24 @@ QORAC_INLINE void recombine(const Qor32f* pSrc, Qor32f* pDst, Qor32s order, cons
     recombine<Vec<narrow>>(pSrc, pDst, order, pTab, join);
 }
 
-void qors_cRealRecombine_32f(Qor32f* pSrcDst, Qor32s order, const Qor32f* pRealRec) {
+static void qors_cRealRecombine_32f(Qor32f* pSrcDst, Qor32s order, const Qor32f* pRealRec) {
     recombine(pSrcDst, pSrcDst, order, pRealRec,
               [](auto& x, auto& y, auto a, auto b) QORAC_INLINE_BODY { joinForward(x, y, a, b); });
 }
 
-void qors_cCcsRecombine_32f(const Qor32f* pSrc, Qor32f* pDst, Qor32s order,
-                            const Qor32f* pCcsRec) {
+static void qors_cCcsRecombine_32f(const Qor32f* pSrc, Qor32f* pDst, Qor32s order,
+                                   const Qor32f* pCcsRec) {
     recombine(pSrc, pDst, order, pCcsRec,
               [](auto& x, auto& y, auto a, auto b) QORAC_INLINE_BODY { joinInverse(x, y, a, b); });
 }
 
 // --- codelets -----------------------------------------------------------------------------------
 
-// exp(-2 pi j b m / 2^order) for b from 0 to 3 in the lanes and m from 1.
-template <int order>
-struct LastStageTwiddles {
-    Qor32f re[1 << (order - 2)][4], im[1 << (order - 2)][4];
-
-    consteval LastStageTwiddles() {
-        for (int m = 0; m < 1 << (order - 2); ++m) {
-            for (int b = 0; b < 4; ++b) {
-                re[m][b] = kRoots32.re[(b * m << (5 - order)) % 32];
-                im[m][b] = kRoots32.im[(b * m << (5 - order)) % 32];
-            }
-        }
-    }
-};
-
 // 16 or 32 points: a radix-4 stage, and one of radix 4 or 8 whose four butterflies stand side by
 // side in the lanes.
 template <int order, typename Source, typename Destination>
 QORAC_INLINE void codelet(Source source, Destination destination) {
     using V = Vec<4>;
-    static constexpr LastStageTwiddles<order> twiddles;
     constexpr int radix = 1 << (order - 2);
     Complex<V> x[radix];
     unrolled<radix / 4>([&](auto group) QORAC_INLINE_BODY {
@@ -686,13 +619,12 @@ QORAC_INLINE void codelet(Source source, Destination destination) {
         });
         dft<4, 1>(y);
         transpose(y);
-        unrolled<4>([&](auto t) QORAC_INLINE_BODY {
-            x[reversed(4 * group + t, order - 2)] = y[t];
-        });
+        unrolled<4>([&](auto t)
+                        QORAC_INLINE_BODY { x[reversed(4 * group + t, order - 2)] = y[t]; });
     });
     Complex<V> w[radix];
     unrolled<radix>([&](auto m) QORAC_INLINE_BODY {
-        w[m] = {load<V>(twiddles.re[m]), load<V>(twiddles.im[m])};
+        w[m] = {load<V>(kLastStageTwiddles<order>.re[m]), load<V>(kLastStageTwiddles<order>.im[m])};
     });
     butterfly<radix>(x, w);
     unrolled<radix>([&](auto q) QORAC_INLINE_BODY { destination.store(4 * q, x[q]); });
@@ -703,9 +635,8 @@ template <int order, typename Source, typename Destination>
 QORAC_INLINE void smallCodelet(Source source, Destination destination) {
     constexpr int length = 1 << order;
     Complex<float> x[length];
-    unrolled<length>([&](auto p) QORAC_INLINE_BODY {
-        x[p] = source.template load<float>(reversed(p, order));
-    });
+    unrolled<length>(
+        [&](auto p) QORAC_INLINE_BODY { x[p] = source.template load<float>(reversed(p, order)); });
     dft<length, 1>(x);
     unrolled<length>([&](auto k) QORAC_INLINE_BODY { destination.store(k, x[k]); });
 }
@@ -748,7 +679,8 @@ void realForwardCodelet(const Qor32f* pSrc, Qor32f* pDst, Qor32f scale) {
         pDst[1] = (z[0].re - z[0].im) * scale;
         unrolled<half / 2>([&](auto i) QORAC_INLINE_BODY {
             constexpr int k = i + 1, turn = k * (32 >> order);
-            joinForward(z[k], z[half - k], 0.5f * kRoots32.re[turn], 0.5f + 0.5f * kRoots32.im[turn]);
+            joinForward(z[k], z[half - k], 0.5f * kRoots32.re[turn],
+                        0.5f + 0.5f * kRoots32.im[turn]);
         });
         unrolled<half - 1>([&](auto i) QORAC_INLINE_BODY {
             pDst[2 * i + 2] = z[i + 1].re * scale;
@@ -788,17 +720,36 @@ void realInverseCodelet(const Qor32f* pSrc, Qor32f* pDst, Qor32f scale) {
 
 // --- the set ------------------------------------------------------------------------------------
 
-extern constexpr Fft32fKernels kKernels = {
-    .tbl_cFFTfwd_small = {complexCodelet<0, false, false>, complexCodelet<1, false, false>, complexCodelet<2, false, false>, complexCodelet<3, false, false>, complexCodelet<4, false, false>, complexCodelet<5, false, false>},
-    .tbl_cFFTfwd_small_scale = {complexCodelet<0, false, true>, complexCodelet<1, false, true>, complexCodelet<2, false, true>, complexCodelet<3, false, true>, complexCodelet<4, false, true>, complexCodelet<5, false, true>},
-    .tbl_cFFTinv_small = {complexCodelet<0, true, false>, complexCodelet<1, true, false>, complexCodelet<2, true, false>, complexCodelet<3, true, false>, complexCodelet<4, true, false>, complexCodelet<5, true, false>},
-    .tbl_cFFTinv_small_scale = {complexCodelet<0, true, true>, complexCodelet<1, true, true>, complexCodelet<2, true, true>, complexCodelet<3, true, true>, complexCodelet<4, true, true>, complexCodelet<5, true, true>},
-    .tbl_crFFTfwd_small = {splitCodelet<0, false>, splitCodelet<1, false>, splitCodelet<2, false>, splitCodelet<3, false>, splitCodelet<4, false>, splitCodelet<5, false>},
-    .tbl_crFFTfwd_small_scale = {splitCodelet<0, true>, splitCodelet<1, true>, splitCodelet<2, true>, splitCodelet<3, true>, splitCodelet<4, true>, splitCodelet<5, true>},
-    .tbl_rFFTfwd_small = {realForwardCodelet<0, false>, realForwardCodelet<1, false>, realForwardCodelet<2, false>, realForwardCodelet<3, false>, realForwardCodelet<4, false>},
-    .tbl_rFFTfwd_small_scale = {realForwardCodelet<0, true>, realForwardCodelet<1, true>, realForwardCodelet<2, true>, realForwardCodelet<3, true>, realForwardCodelet<4, true>},
-    .tbl_rFFTinv_small = {realInverseCodelet<0, false>, realInverseCodelet<1, false>, realInverseCodelet<2, false>, realInverseCodelet<3, false>, realInverseCodelet<4, false>},
-    .tbl_rFFTinv_small_scale = {realInverseCodelet<0, true>, realInverseCodelet<1, true>, realInverseCodelet<2, true>, realInverseCodelet<3, true>, realInverseCodelet<4, true>},
+constexpr Fft32fKernels kKernels = {
+    .tbl_cFFTfwd_small = {complexCodelet<0, false, false>, complexCodelet<1, false, false>,
+                          complexCodelet<2, false, false>, complexCodelet<3, false, false>,
+                          complexCodelet<4, false, false>, complexCodelet<5, false, false>},
+    .tbl_cFFTfwd_small_scale = {complexCodelet<0, false, true>, complexCodelet<1, false, true>,
+                                complexCodelet<2, false, true>, complexCodelet<3, false, true>,
+                                complexCodelet<4, false, true>, complexCodelet<5, false, true>},
+    .tbl_cFFTinv_small = {complexCodelet<0, true, false>, complexCodelet<1, true, false>,
+                          complexCodelet<2, true, false>, complexCodelet<3, true, false>,
+                          complexCodelet<4, true, false>, complexCodelet<5, true, false>},
+    .tbl_cFFTinv_small_scale = {complexCodelet<0, true, true>, complexCodelet<1, true, true>,
+                                complexCodelet<2, true, true>, complexCodelet<3, true, true>,
+                                complexCodelet<4, true, true>, complexCodelet<5, true, true>},
+    .tbl_crFFTfwd_small = {splitCodelet<0, false>, splitCodelet<1, false>, splitCodelet<2, false>,
+                           splitCodelet<3, false>, splitCodelet<4, false>, splitCodelet<5, false>},
+    .tbl_crFFTfwd_small_scale = {splitCodelet<0, true>, splitCodelet<1, true>,
+                                 splitCodelet<2, true>, splitCodelet<3, true>,
+                                 splitCodelet<4, true>, splitCodelet<5, true>},
+    .tbl_rFFTfwd_small = {realForwardCodelet<0, false>, realForwardCodelet<1, false>,
+                          realForwardCodelet<2, false>, realForwardCodelet<3, false>,
+                          realForwardCodelet<4, false>},
+    .tbl_rFFTfwd_small_scale = {realForwardCodelet<0, true>, realForwardCodelet<1, true>,
+                                realForwardCodelet<2, true>, realForwardCodelet<3, true>,
+                                realForwardCodelet<4, true>},
+    .tbl_rFFTinv_small = {realInverseCodelet<0, false>, realInverseCodelet<1, false>,
+                          realInverseCodelet<2, false>, realInverseCodelet<3, false>,
+                          realInverseCodelet<4, false>},
+    .tbl_rFFTinv_small_scale = {realInverseCodelet<0, true>, realInverseCodelet<1, true>,
+                                realInverseCodelet<2, true>, realInverseCodelet<3, true>,
+                                realInverseCodelet<4, true>},
     .qors_cRadix4FwdNorm_32fc = qors_cRadix4Norm_32fc<false>,
     .qors_cRadix4InvNorm_32fc = qors_cRadix4Norm_32fc<true>,
     .qors_crRadix4FwdNorm_32f = qors_crRadix4FwdNorm_32f,
@@ -815,4 +766,6 @@ extern constexpr Fft32fKernels kKernels = {
     .qors_cCcsRecombine_32f = qors_cCcsRecombine_32f,
 };
 
-}  // namespace qorac::QORAC_LEVEL
+}  // namespace fft
+
+static QORAC_INLINE const Fft32fKernels& kernels() { return fft::kKernels; }

@@ -1,0 +1,93 @@
+// The kernels of the float FFT for all instruction levels.
+#include "transform/fft32fkernels.h"
+
+#include <cstddef>
+#include <type_traits>
+#include <utility>
+
+#include "frame/constmath.h"
+#include "frame/status.h"
+#include "transform/fft32ftables.h"
+
+// Lambdas that are part of the loop that they are called in.
+#define QORAC_INLINE_BODY __attribute__((always_inline))
+
+namespace qorac {
+namespace {
+
+constexpr int reversed(int value, int bits) {
+    int result = 0;
+    for (int i = 0; i < bits; ++i) result |= ((value >> i) & 1) << (bits - 1 - i);
+    return result;
+}
+
+constexpr int log2Of(int n) { return n == 1 ? 0 : 1 + log2Of(n / 2); }
+
+// exp(-2 pi j k / 32).
+struct Roots {
+    float re[32], im[32];
+};
+constexpr Roots kRoots32 = [] {
+    constexpr auto cosine = constmath::makeTable<float, 32>(
+        [](int k) { return static_cast<double>(constmath::cosPi(k, 16)); });
+    Roots roots{};
+    for (int k = 0; k < 32; ++k) {
+        roots.re[k] = cosine[k];
+        roots.im[k] = -cosine[(k + 24) % 32];
+    }
+    return roots;
+}();
+
+// exp(-2 pi j b m / 2^order) for b from 0 to 3 in the lanes and m from 1.
+template <int order>
+struct LastStageTwiddles {
+    Qor32f re[1 << (order - 2)][4], im[1 << (order - 2)][4];
+
+    consteval LastStageTwiddles() {
+        for (int m = 0; m < 1 << (order - 2); ++m) {
+            for (int b = 0; b < 4; ++b) {
+                re[m][b] = kRoots32.re[(b * m << (5 - order)) % 32];
+                im[m][b] = kRoots32.im[(b * m << (5 - order)) % 32];
+            }
+        }
+    }
+};
+
+template <int order>
+constexpr LastStageTwiddles<order> kLastStageTwiddles;
+
+// The stages behind the first pass.
+struct Stages {
+    struct Stage {
+        int bits;  // log2 of the radix
+        int done;  // order bits done before it, so that its span is 2^done
+        const Qor32f* pTwd;
+    };
+    Stage stage[8] = {};
+    int count = 0;
+    int first;  // order bits of the first pass
+
+    Stages(Qor32s order, const Qor32f* pTwd) {
+        for (int done = 2; done < order;) {
+            const int bits = fftStageBits(order - done);
+            stage[count++] = {bits, done, pTwd};
+            pTwd += (std::ptrdiff_t{8} * ((1 << bits) - 1) << done) / 4;
+            done += bits;
+        }
+        first = 2 + stage[0].bits;
+    }
+};
+
+}  // namespace
+}  // namespace qorac
+
+#define QORAC_KERNEL "transform/fft32f_kernel.h"
+#include "frame/levels.h"
+
+namespace qorac {
+
+QORAC_BIND(const Fft32fKernels&, kernels, (), ())
+
+const Fft32fKernels& fft32fKernels() { return kernels(); }
+
+}  // namespace qorac
