@@ -4,7 +4,6 @@
 #include <cmath>
 #include <complex>
 #include <cstring>
-#include <thread>
 #include <vector>
 
 #include "gmock/gmock.h"
@@ -514,25 +513,6 @@ TEST(Fft32fTransform, RealForwardOfAlternatingSignsFillsElementOne) {
         EXPECT_EQ(data[1], float(n)) << "order " << order;
         data[1] = 0;
         EXPECT_THAT(data, testing::Each(0.0f)) << "order " << order;
-    }
-}
-
-TEST(Fft32fTransform, OneSpecServesSeveralThreads) {
-    for (const Transform& t : kTransforms) {
-        for (int order : {4, 9, 14, 18}) {
-            Fft fft(t.kind, order, qorFftNormSqrt);
-            const Floats in = Random(order).reals<float>(t.floats(order), -1, 1);
-            Floats expected(in.size());
-            t.run(in.data(), expected.data(), order, fft.get(), fft.buffer());
-            std::vector<Floats> results(3, Floats(in.size()));
-            std::vector<std::thread> threads;
-            for (Floats& result : results) {
-                threads.emplace_back(
-                    [&] { t.run(in.data(), result.data(), order, fft.get(), nullptr); });
-            }
-            for (auto& thread : threads) thread.join();
-            EXPECT_THAT(results, testing::Each(expected)) << t.name << ", order " << order;
-        }
     }
 }
 
