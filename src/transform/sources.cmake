@@ -1,4 +1,5 @@
 set(units
+  dct.cpp
   fft32f.cpp
   fft32fkernels.cpp
   fft32ftables.cpp
