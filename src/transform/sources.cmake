@@ -1,5 +1,6 @@
 set(units
   dct.cpp
+  fft16s.cpp
   fft32f.cpp
   fft32fkernels.cpp
   fft32ftables.cpp
