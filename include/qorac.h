@@ -744,6 +744,148 @@ QorStatus qorsSynthPQMF_MP3_32s16s(const Qor32s* pSrcY, Qor16s* pDstAudioOut, Qo
 
 /* ================================================================ general MDCT ============== */
 
+/*
+ * Modified discrete cosine transform of one block, the transform of ISO/IEC 13818-7 without window
+ * and without overlap-add. A block has `len` = N samples and N/2 coefficients:
+ *
+ *   forward   X[k] = 2     * sum over n of x[n] cos(2 pi / N (n + n0)(k + 1/2))
+ *   inverse   y[n] = (2/N) * sum over k of X[k] cos(2 pi / N (n + n0)(k + 1/2))
+ *
+ * with n0 = (N/2 + 1) / 2, n from 0 to N - 1 and k from 0 to N/2 - 1. The inverse gives the
+ * time-aliased block: forward and inverse of blocks that overlap by half, windowed twice with a
+ * window whose squares sum to 1 over the overlap, give the signal back.
+ *
+ * A spec holds the tables of one length and one direction. It is built once by Init in the caller's
+ * memory or by InitAlloc in memory of its own, is only read by the transforms, so that any number
+ * of threads can share it, and is ended by Free. No pointer needs alignment.
+ *
+ * Work memory. A transform takes `pBuffer`, scratch in which nothing lasts from call to call; with
+ * null it allocates the size that GetBufSize reports and releases it before it returns.
+ */
+
+/*
+ * MDCT of floats, in the directions Fwd (N samples to N/2 coefficients) and Inv (N/2 coefficients
+ * to N samples). `len` is 12 or 36 (the blocks of ISO 11172-3 Layer III) or a power of two from 32
+ * to 2^28.
+ *
+ * GetSize: bytes of the memory for a spec, of the scratch that Init needs (it may be 0) and of the
+ * work memory of a transform.
+ *   qorStsNullPtrErr        a pointer is null
+ *   qorStsSizeErr           len is none of the lengths above
+ */
+QorStatus qorsMDCTFwdGetSize_32f(Qor32s len, Qor32s* pSizeSpec, Qor32s* pSizeInit,
+                                 Qor32s* pSizeBuf);
+QorStatus qorsMDCTInvGetSize_32f(Qor32s len, Qor32s* pSizeSpec, Qor32s* pSizeInit,
+                                 Qor32s* pSizeBuf);
+
+/*
+ * Init builds a spec in `pMemSpec` (pSizeSpec bytes) with the scratch `pMemInit` (pSizeInit bytes)
+ * and stores its place in *ppSpec. It lives as long as the memory, which cannot be moved or copied.
+ *   qorStsSizeErr           len is none of the lengths above
+ *   qorStsNullPtrErr        ppSpec or pMemSpec is null, or pMemInit for a power of two (even where
+ *                           pSizeInit is 0)
+ */
+QorStatus qorsMDCTFwdInit_32f(QorsMDCTFwdSpec_32f** ppSpec, Qor32s len, Qor8u* pMemSpec,
+                              Qor8u* pMemInit);
+QorStatus qorsMDCTInvInit_32f(QorsMDCTInvSpec_32f** ppSpec, Qor32s len, Qor8u* pMemSpec,
+                              Qor8u* pMemInit);
+
+/*
+ * InitAlloc allocates a spec, builds it and stores it in *ppSpec. After a failure nothing is left
+ * allocated.
+ *   qorStsNullPtrErr        ppSpec is null
+ *   qorStsSizeErr           len is none of the lengths above
+ *   qorStsMemAllocErr       an allocation failed
+ */
+QorStatus qorsMDCTFwdInitAlloc_32f(QorsMDCTFwdSpec_32f** ppSpec, Qor32s len);
+QorStatus qorsMDCTInvInitAlloc_32f(QorsMDCTInvSpec_32f** ppSpec, Qor32s len);
+
+/*
+ * Free ends a spec: no function accepts it any more. What InitAlloc allocated is released.
+ *   qorStsNullPtrErr        pSpec is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this direction
+ */
+QorStatus qorsMDCTFwdFree_32f(QorsMDCTFwdSpec_32f* pSpec);
+QorStatus qorsMDCTInvFree_32f(QorsMDCTInvSpec_32f* pSpec);
+
+/*
+ * GetBufSize: bytes of the work memory that a transform with this spec needs.
+ *   qorStsNullPtrErr        pSpec or pSize is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this direction
+ */
+QorStatus qorsMDCTFwdGetBufSize_32f(const QorsMDCTFwdSpec_32f* pSpec, Qor32s* pSize);
+QorStatus qorsMDCTInvGetBufSize_32f(const QorsMDCTInvSpec_32f* pSpec, Qor32s* pSize);
+
+/*
+ * The transforms. Fwd reads N floats and writes N/2, Inv reads N/2 and writes N. pSrc and pDst are
+ * the same or do not overlap; the _I forms work in place on an array of N floats, of which Fwd fills
+ * and Inv reads the first N/2. pBuffer is the work memory or null.
+ *   qorStsNullPtrErr        pSpec is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this direction
+ *   qorStsNullPtrErr        pSrc or pDst (pSrcDst) is null
+ *   qorStsMemAllocErr       pBuffer is null and the allocation failed; nothing is written
+ */
+QorStatus qorsMDCTFwd_32f(const Qor32f* pSrc, Qor32f* pDst, const QorsMDCTFwdSpec_32f* pSpec,
+                          Qor8u* pBuffer);
+QorStatus qorsMDCTInv_32f(const Qor32f* pSrc, Qor32f* pDst, const QorsMDCTInvSpec_32f* pSpec,
+                          Qor8u* pBuffer);
+QorStatus qorsMDCTFwd_32f_I(Qor32f* pSrcDst, const QorsMDCTFwdSpec_32f* pSpec, Qor8u* pBuffer);
+QorStatus qorsMDCTInv_32f_I(Qor32f* pSrcDst, const QorsMDCTInvSpec_32f* pSpec, Qor8u* pBuffer);
+
+/*
+ * Forward MDCT of 16-bit data, N samples to N/2 coefficients. `len` is a power of two from 32 to
+ * 2^28; 12 and 36 are not taken, and there is no inverse.
+ *
+ * GetSize: as for floats.
+ *   qorStsNullPtrErr        a pointer is null
+ *   qorStsSizeErr           len is none of these lengths
+ */
+QorStatus qorsMDCTFwdGetSize_16s(Qor32s len, Qor32s* pSizeSpec, Qor32s* pSizeInit,
+                                 Qor32s* pSizeBuf);
+
+/*
+ * Init: as for floats, but with the pointers tested first.
+ *   qorStsNullPtrErr        ppSpec, pMemSpec or pMemInit is null
+ *   qorStsSizeErr           len is none of these lengths
+ */
+QorStatus qorsMDCTFwdInit_16s(QorsMDCTFwdSpec_16s** ppSpec, Qor32s len, Qor8u* pMemSpec,
+                              Qor8u* pMemInit);
+
+/*
+ * InitAlloc: as for floats.
+ *   qorStsNullPtrErr        ppSpec is null
+ *   qorStsSizeErr           len is none of these lengths
+ *   qorStsMemAllocErr       an allocation failed
+ */
+QorStatus qorsMDCTFwdInitAlloc_16s(QorsMDCTFwdSpec_16s** ppSpec, Qor32s len);
+
+/*
+ * Free: as for floats.
+ *   qorStsNullPtrErr        pSpec is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this family
+ */
+QorStatus qorsMDCTFwdFree_16s(QorsMDCTFwdSpec_16s* pSpec);
+
+/*
+ * GetBufSize: as for floats.
+ *   qorStsNullPtrErr        pSpec or pSize is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this family
+ */
+QorStatus qorsMDCTFwdGetBufSize_16s(const QorsMDCTFwdSpec_16s* pSpec, Qor32s* pSize);
+
+/*
+ * The transform: 2^-scaleFactor * X[k], rounded and saturated to 16 bits. Reads N values and writes
+ * N/2; pSrc and pDst are the same or do not overlap. The block is brought to the full 16-bit range
+ * before the transform, so that the precision does not depend on its level; a block of zeros gives
+ * zeros.
+ *   qorStsNullPtrErr        pSpec is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this family
+ *   qorStsNullPtrErr        pSrc or pDst is null
+ *   qorStsMemAllocErr       pBuffer is null and the allocation failed; nothing is written
+ */
+QorStatus qorsMDCTFwd_16s_Sfs(const Qor16s* pSrc, Qor16s* pDst, const QorsMDCTFwdSpec_16s* pSpec,
+                              Qor32s scaleFactor, Qor8u* pBuffer);
+
 /* ================================================================ VLC escape blocks ========= */
 
 /* ================================================================ DTS, TwinVQ, FIR ========== */

@@ -7,4 +7,6 @@ set(units
   fft32s.cpp
   fftbitrev.cpp
   fftlarge.cpp
+  mdct.cpp
+  mdct16s.cpp
 )
