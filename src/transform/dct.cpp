@@ -18,6 +18,7 @@ namespace {
 
 enum class Method { small, pow2, fft, direct, chirp };
 
+constexpr int kAlignment = 32;
 constexpr Qor32s kMaxSmallLen = 8, kMaxPow2Len = 32, kMaxDirectLen = 100;
 
 constexpr Method methodOf(Qor32s len) {
@@ -449,17 +450,18 @@ QorStatus qors_sDctInv_Conv_32f(const Qor32f* pSrc, Qor32f* pDst, const QorsDCTS
 
 // --- both directions --------------------------------------------------------------------------
 
-QorStatus getSize(Qor32s len, Qor32s* pSpecSize, Qor32s* pInitSize, Qor32s* pBufSize) {
-    if (len < 1) return qorStsSizeErr;
-    if (anyNull(pSpecSize, pInitSize, pBufSize)) return qorStsNullPtrErr;
-    Qor32s fftSpecSize = 0, fftInitSize = 0, fftBufSize = 0;
+struct Sizes {
+    Qor32s spec, init, buffer;
+};
+
+// With the slack for the alignment of each block; lengths from 1.
+QorStatus getSizes(Qor32s len, Sizes* pSizes) {
+    Sizes fft{0, 0, 0};
     QorStatus status = qorStsNoErr;
     Qor64s tables = 0, work = 0;
     switch (methodOf(len)) {
         case Method::small:
-            *pSpecSize = 152;
-            *pInitSize = 0;
-            *pBufSize = 0;
+            *pSizes = {152, 0, 0};
             return qorStsNoErr;
         case Method::pow2:
             tables = (4 * len + 31) & ~31;
@@ -470,65 +472,66 @@ QorStatus getSize(Qor32s len, Qor32s* pSpecSize, Qor32s* pInitSize, Qor32s* pBuf
             work = 4 * len;
             break;
         case Method::fft:
-            status = qorsFFTGetSize_R_32f(fftOrder(len), qorFftNormNone, 0, &fftSpecSize,
-                                          &fftInitSize, &fftBufSize);
+            status = qorsFFTGetSize_R_32f(fftOrder(len), qorFftNormNone, 0, &fft.spec, &fft.init,
+                                          &fft.buffer);
             tables = 8 * Qor64s(len);
             work = 8 * Qor64s(len);
             break;
-        case Method::chirp: {
-            const int order = chirpOrder(len);
-            status = qorsFFTGetSize_C_32fc(order, qorFftNormNone, 0, &fftSpecSize, &fftInitSize,
-                                           &fftBufSize);
-            fftInitSize = std::max(fftInitSize, fftBufSize);
-            work = Qor64s(8) << order;
+        case Method::chirp:
+            status = qorsFFTGetSize_C_32fc(chirpOrder(len), qorFftNormNone, 0, &fft.spec, &fft.init,
+                                           &fft.buffer);
+            fft.init = std::max(fft.init, fft.buffer);
+            work = Qor64s(8) << chirpOrder(len);
             tables = 24 * Qor64s(len) + work;
             break;
-        }
     }
     if (status != qorStsNoErr) return status;
-    const Qor64s specSize = fftSpecSize + tables + 160, bufSize = fftBufSize + work + 32;
+    const Qor64s specSize = fft.spec + tables + 160, bufSize = fft.buffer + work + 32;
     if (specSize > kMax32s || bufSize > kMax32s) return qorStsSizeErr;
-    *pSpecSize = Qor32s(specSize);
-    *pInitSize = fftInitSize > 0 ? fftInitSize + 32 : 0;
-    *pBufSize = Qor32s(bufSize);
+    *pSizes = {Qor32s(specSize), fft.init > 0 ? fft.init + 32 : 0, Qor32s(bufSize)};
+    return qorStsNoErr;
+}
+
+QorStatus getSize(Qor32s len, Qor32s* pSpecSize, Qor32s* pInitSize, Qor32s* pBufSize) {
+    if (len < 1) return qorStsSizeErr;
+    if (anyNull(pSpecSize, pInitSize, pBufSize)) return qorStsNullPtrErr;
+    Sizes sizes;
+    const QorStatus status = getSizes(len, &sizes);
+    if (status != qorStsNoErr) return status;
+    *pSpecSize = sizes.spec;
+    *pInitSize = sizes.init;
+    *pBufSize = sizes.buffer;
     return qorStsNoErr;
 }
 
 QorStatus initFft(QorsDCTSpec_32f* spec, Qor32s id, Qor8u* memory, Qor8u* pMemInit) {
     const Qor32s len = spec->len;
     auto* const table = reinterpret_cast<Qor32fc*>(memory);
-    const QorStatus status = qorsFFTInit_R_32f(&spec->pFFTSpec, fftOrder(len), qorFftNormNone, 0,
-                                               reinterpret_cast<Qor8u*>(table + len), pMemInit);
-    if (status != qorStsNoErr) return status;
-    Qor32s fftBufSize = 0;
-    qorsFFTGetBufSize_R_32f(spec->pFFTSpec, &fftBufSize);
-    spec->isFft = 1;
-    spec->workSize = fftBufSize + 8 * len;
     initTabDct_Fft(table, len, id);
+    spec->isFft = 1;
     spec->pFftTab = table;
-    return qorStsNoErr;
+    return qorsFFTInit_R_32f(&spec->pFFTSpec, fftOrder(len), qorFftNormNone, 0,
+                             reinterpret_cast<Qor8u*>(table + len), pMemInit);
 }
 
 QorStatus initChirp(QorsDCTSpec_32f* spec, Qor32s id, Qor8u* memory, Qor8u* pMemInit) {
-    const Qor32s len = spec->len, order = chirpOrder(len), fftLen = 1 << order;
+    const Qor32s len = spec->len, order = chirpOrder(len);
     auto* const chirpFFT = reinterpret_cast<Qor32fc*>(memory);
-    Qor32fc* const chirp = chirpFFT + fftLen;
+    Qor32fc* const chirp = chirpFFT + (1 << order);
     Qor32fc* const table = chirp + len;
     Qor32fc* const recombination = table + len;
-    QorStatus status = qorsFFTInit_C_32fc(&spec->pFFTSpec, order, qorFftNormNone, 0,
-                                          reinterpret_cast<Qor8u*>(recombination + len), pMemInit);
-    if (status != qorStsNoErr) return status;
-    Qor32s fftBufSize = 0;
-    qorsFFTGetBufSize_C_32fc(spec->pFFTSpec, &fftBufSize);
-    spec->isConv = 1;
-    spec->workSize = fftBufSize + 8 * fftLen;
     initTabDct_Chirp(chirp, len);
     initTabDct_Fft(table, len, id);
     initTabDct_Recombine(recombination, len);
+    spec->isConv = 1;
     spec->pChirp = chirp;
     spec->pFftTab = table;
     spec->pRecTab = recombination;
     spec->pChirpFFT = chirpFFT;
+    const QorStatus status =
+        qorsFFTInit_C_32fc(&spec->pFFTSpec, order, qorFftNormNone, 0,
+                           reinterpret_cast<Qor8u*>(recombination + len), pMemInit);
+    if (status != qorStsNoErr) return status;
     return initTabDct_ChirpFFT(chirpFFT, chirp, len, spec->pFFTSpec, pMemInit);
 }
 
@@ -537,28 +540,29 @@ QorStatus init(QorsDCTSpec_32f** ppSpec, Qor32s id, Qor32s len, Qor32s hint, Qor
     if (!ppSpec) return qorStsNullPtrErr;
     if (len < 1) return qorStsSizeErr;
     if (!pMemSpec) return qorStsNullPtrErr;
-    auto* const spec = reinterpret_cast<QorsDCTSpec_32f*>(alignUp<32>(pMemSpec));
-    Qor8u* const memory = alignUp<32>(reinterpret_cast<Qor8u*>(spec + 1));
+    Sizes sizes;
+    QorStatus status = getSizes(len, &sizes);
+    if (status != qorStsNoErr) return status;
+    auto* const spec = reinterpret_cast<QorsDCTSpec_32f*>(alignUp<kAlignment>(pMemSpec));
+    Qor8u* const memory = alignUp<kAlignment>(reinterpret_cast<Qor8u*>(spec + 1));
     *spec = {};
     spec->len = len;
     spec->hint = hint;
+    spec->workSize = sizes.buffer > 0 ? sizes.buffer - kAlignment : 0;
     spec->scale0 = Qor32f(1.0 / std::sqrt(double(len)));
     spec->scaleK = Qor32f(std::sqrt(2.0 / len));
-    QorStatus status = qorStsNoErr;
     switch (methodOf(len)) {
         case Method::small:
             spec->isSmall = 1;
             break;
         case Method::pow2:
             spec->isPow2 = 1;
-            spec->workSize = 4 * len;
-            qors_initTabDct_Pow2_32f(reinterpret_cast<Qor32f*>(memory), len);
             spec->pPow2Tab = reinterpret_cast<Qor32f*>(memory);
+            qors_initTabDct_Pow2_32f(reinterpret_cast<Qor32f*>(memory), len);
             break;
         case Method::direct:
-            spec->workSize = 4 * len;
-            qors_initTabDct_Dir_32f(reinterpret_cast<Qor32f*>(memory), len);
             spec->pDirTab = reinterpret_cast<Qor32f*>(memory);
+            qors_initTabDct_Dir_32f(reinterpret_cast<Qor32f*>(memory), len);
             break;
         case Method::fft:
             status = initFft(spec, id, memory, pMemInit);
@@ -605,7 +609,7 @@ QORAC_INLINE QorStatus transform(const Direction& direction, const Qor32f* pSrc,
         direction.codelets[pSpec->len - 1](pSrc, pDst);
         return qorStsNoErr;
     }
-    Qor8u* const memory = pBuffer ? alignUp<32>(pBuffer) : qorsMalloc_8u(pSpec->workSize);
+    Qor8u* const memory = pBuffer ? alignUp<kAlignment>(pBuffer) : qorsMalloc_8u(pSpec->workSize);
     if (!memory) return qorStsMemAllocErr;
     auto* const work = reinterpret_cast<Qor32f*>(memory);
     QorStatus status = qorStsNoErr;
