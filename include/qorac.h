@@ -122,6 +122,8 @@ enum {
     qorStsAacCodebookErr = -166,     /* code book 12, or one that the element does not allow */
     qorStsAacPceCountErr = -167,     /* more program configuration elements than room */
 
+    qorStsNotSupportedModeErr = -9999, /* the AAC main header lies above mono layers */
+
     /* MP3 */
     qorStsMp3SideInfoErr = -170,   /* a field of the side information is out of range */
     qorStsMp3FrameHeaderErr = -171 /* a field of the frame header is out of range */
@@ -735,6 +737,201 @@ QorStatus qorsSynthPQMF_MP3_32s16s(const Qor32s* pSrcY, Qor16s* pDstAudioOut, Qo
 /* ================================================================ MP3 float filter banks ==== */
 
 /* ================================================================ AAC ======================= */
+
+/*
+ * Decoding of AAC streams of ISO/IEC 13818-7 and 14496-3. The caller reads the 3-bit element id
+ * and, for SCE, CPE, CCE and LFE elements, the 4-bit tag, and drives the functions in this order:
+ *
+ *  1. once per stream or frame: qorsUnpackADIFHeader_AAC or qorsUnpackADTSFrameHeader_AAC;
+ *  2. per element: PCE, DSE and FIL go to their parsers directly behind the id; a CPE goes to
+ *     qorsDecodeChanPairElt_AAC or its MP4 twin behind the tag;
+ *  3. per channel: qorsNoiselessDecoder_LC_AAC or qorsNoiselessDecode_AAC;
+ *  4. the spectral tools and the filter bank, as told below.
+ *
+ * Every function that takes a bit cursor checks first
+ *     qorStsNullPtrErr       a null pointer among ppBitStream, *ppBitStream, pOffset and the other
+ *                            pointer arguments (unless the function names an exception), then
+ *     qorStsAacBitOffsetErr  *pOffset outside 0 to 7,
+ * and then what it lists. A refused argument changes neither cursor nor record. A failure in the
+ * stream leaves the record filled up to there, the refused value included, and the cursor behind
+ * the last bit read. No function knows the end of the stream: behind the bytes of a frame the
+ * caller leaves room for the longest element that damaged data can describe, and compares the
+ * cursor with the frame's end after each call.
+ */
+
+/* --- headers, noiseless decoding, element parsers --- */
+
+/*
+ * adif_header with its program configuration elements (13818-7 clause 6.2). Works from bit 0 of
+ * **ppBitStream; on return *ppBitStream stands on the byte reached and bits left over in it are
+ * lost. adif_id is stored and not compared with anything.
+ *   pAdifHeader   out; bitrate and the like in stream units, see the record
+ *   pPrgCfgElt    out, array of prgCfgEltMax elements
+ *   prgCfgEltMax  room in that array
+ * Errors: qorStsNullPtrErr, a null pointer; qorStsAacPceCountErr, prgCfgEltMax outside 1 to 16;
+ * qorStsAacPceCountErr, the stream holds more elements than prgCfgEltMax: the header is filled up
+ * to the count, no element is decoded, *ppBitStream stands 7 bytes behind the start, or 16 with a
+ * copyright id.
+ */
+QorStatus qorsUnpackADIFHeader_AAC(Qor8u** ppBitStream, QorAACAdifHeader* pAdifHeader,
+                                   QorAACPrgCfgElt* pPrgCfgElt, Qor32s prgCfgEltMax);
+
+/*
+ * adts_fixed_header, adts_variable_header and, with protection_absent 0, the 16-bit CRC word
+ * (13818-7 clause 6.2): 56 or 72 bits from bit 0 of **ppBitStream. The syncword is read over and
+ * not tested. adtsReserved is not touched.
+ * Errors: qorStsNullPtrErr, a null pointer.
+ */
+QorStatus qorsUnpackADTSFrameHeader_AAC(Qor8u** ppBitStream, QorAACAdtsHeader* pAdtsHeader);
+
+/*
+ * program_config_element behind its id (13818-7 clause 6.3). Mix-down numbers whose flag is not set
+ * become 0; entries of the lists beyond the stream's counts are not touched. The comment begins at
+ * a byte boundary of the cursor.
+ * Errors: the common ones.
+ */
+QorStatus qorsDecodePrgCfgElt_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
+                                  QorAACPrgCfgElt* pPrgCfgElt);
+
+/*
+ * data_stream_element behind its id (13818-7 clause 6.3).
+ *   pDataTag  out, element_instance_tag
+ *   pDataCnt  out, number of bytes, 0 to 510
+ *   pDataElt  out, room for 510 bytes
+ * Errors: the common ones.
+ */
+QorStatus qorsDecodeDatStrElt_AAC(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDataTag,
+                                  Qor32s* pDataCnt, Qor8u* pDataElt);
+
+/*
+ * fill_element behind its id (13818-7 clause 6.3). The extension_type in the first byte is not
+ * interpreted.
+ *   pFillCnt  out, number of bytes, 0 to 269
+ *   pFillElt  out, room for 269 bytes
+ * Errors: the common ones.
+ */
+QorStatus qorsDecodeFillElt_AAC(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pFillCnt,
+                                Qor8u* pFillElt);
+
+/*
+ * The shared part of channel_pair_element behind its tag: common_window and, when it is set,
+ * ics_info and the M/S mask (13818-7 clause 6.3; the MP4 twin: 14496-3 subpart 4). With
+ * common_window 0 nothing else is read or written. ms_used is written only for ms_mask_present 1.
+ *   pIcsInfo      out, ics_info of both channels
+ *   pChanPairElt  out
+ *   predSfbMax    bands that carry predictor data at the sampling rate (Main profile); flags above
+ *                 the 41 that prediction_used holds are read over
+ * Errors: the common ones; qorStsAacPredSfbErr, predSfbMax outside 0 to 41; qorStsAacMaxSfbErr,
+ * max_sfb of a long block above 51.
+ *
+ * The MP4 twin: object type 1 carries predictor data; in every other the same flag brings ltp_data
+ * of both channels, which go to pMainHeader with max_sfb and window_sequence. The two flags
+ * ltp_data_present of pMainHeader are cleared first.
+ *   pMainHeader      out; may be null while the stream has no LTP data
+ *   audioObjectType  of the stream
+ * Errors: the common ones, pMainHeader excepted; qorStsAacMaxSfbErr, predSfbMax outside 0 to 51;
+ * qorStsAacMaxSfbErr, max_sfb as above; qorStsNullPtrErr, LTP data and a null pMainHeader.
+ */
+QorStatus qorsDecodeChanPairElt_AAC(Qor8u** ppBitStream, Qor32s* pOffset, QorAACIcsInfo* pIcsInfo,
+                                    QorAACChanPairElt* pChanPairElt, Qor32s predSfbMax);
+QorStatus qorsDecodeChanPairElt_MP4_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
+                                        QorAACIcsInfo* pIcsInfo, QorAACChanPairElt* pChanPairElt,
+                                        QorAACMainHeader* pMainHeader, Qor32s predSfbMax,
+                                        Qor32s audioObjectType);
+
+/*
+ * aac_scalable_main_header (14496-3 subpart 4): windows, M/S mask, and TNS and LTP data per
+ * channel. In a short block num_window_groups is right, but window_group_length holds meaningful
+ * lengths only when all windows form one group, and its later entries are not cleared: a caller
+ * that needs the lengths takes them from a QorAACIcsInfo. pMainHeader     out; pMsUsed must point
+ * to 8 rows of 60 bytes when channelNum is 2. Mask bytes are written at row * 60 + band for all
+ * max_sfb bands, and ms_mask_present 0, 2 and 3 write them too: 0, 1 and 0 channelNum      1 or 2
+ *   monoStereoFlag  1: mono layers lie below this one; their data in the header are not read
+ * TNS data with an order that is refused end there and the header goes on.
+ * Errors: the common ones (pMsUsed is not checked); qorStsAacChannelsErr, channelNum outside 1 to
+ * 2; qorStsAacMonoStereoErr, monoStereoFlag outside 0 to 1; qorStsNotSupportedModeErr,
+ * monoStereoFlag is 1: told at the very end, with the record complete.
+ */
+QorStatus qorsDecodeMainHeader_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
+                                   QorAACMainHeader* pMainHeader, Qor32s channelNum,
+                                   Qor32s monoStereoFlag);
+
+/*
+ * aac_scalable_extension_header (14496-3 subpart 4).
+ *   pExtHeader       out; pMsUsed must point to 4 rows of 60 bytes when thisLayerStereo is 1. In a
+ *                    short block four rows of the mask are read whatever the grouping
+ *   monoStereoFlag   1: TNS data of both channels follow the mask
+ *   thisLayerStereo  1: ms_mask_present and the mask of the bands from preSfb on are read
+ *   monoLayerFlag    1, with thisLayerStereo 1: diff_control_lr of both channels is read, for a
+ * long block a bit for each band from preSfb to below maxSfbLimit and max_sfb whose first-row mask
+ * byte is 0, packed; for a short block 8 bits if preSfb is 0 preSfb           max_sfb of the layer
+ * below maxSfbLimit      max_sfb of the last mono layer window_sequence  of the main header TNS
+ * data with an order that is refused end there and the header goes on. Errors: the common ones
+ * (pMsUsed is not checked); qorStsAacMonoStereoErr, qorStsAacStereoLayerErr, qorStsAacMonoLayerErr,
+ * the three flags outside 0 to 1; qorStsAacMaxSfbErr, preSfb or maxSfbLimit outside 0 to 51;
+ * qorStsAacWinSeqErr, window_sequence outside 0 to 3; qorStsAacMaxSfbErr, max_sfb of a long block
+ * above 60.
+ */
+QorStatus qorsDecodeExtensionHeader_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
+                                        QorAACExtHeader* pExtHeader, Qor32s monoStereoFlag,
+                                        Qor32s thisLayerStereo, Qor32s monoLayerFlag, Qor32s preSfb,
+                                        Qor32s maxSfbLimit, Qor32s window_sequence);
+
+/*
+ * One individual_channel_stream from global_gain to the end of the spectral data (13818-7
+ * clause 6.3, 14496-3 subpart 4).
+ *   commonWin     1: pChanInfo->pIcsInfo is filled already; 0: the channel's own ics_info is read
+ *   pChanInfo     samplingRateIndex, predSfbMax and pIcsInfo in; the fields from winLen to
+ *                 gain_control_data_present, the sections and the TNS fields out
+ *   pScaleFactor  out, max_sfb entries for each window group, without gaps: 0 for code book 0, the
+ *                 scale factor for 1 to 11 (and 13), the running position for intensity bands
+ *   pSpectrum     out, 1024 quantized values, 0 where no section lies; for short blocks group after
+ *                 group, inside a group band after band, inside a band window after window
+ *   pSfbCb        out, the code book of each band, in the order of pScaleFactor
+ *   pTnsCoef      out, room for 60 TNS coefficients in stream order, sign-extended
+ * pScaleFactor and pSfbCb have at most 120 entries, or 8 * maxSfb with scaleFlag 1.
+ *
+ * Errors of both in the stream: qorStsAacMaxSfbErr, max_sfb of a long block above 51;
+ * qorStsAacSectionErr, the sections of a group do not end at max_sfb or are more than 120 in all;
+ * qorStsAacScaleFactorErr, a scale factor outside 0 to 255; qorStsAacCodebookErr, a band of code
+ * book 12; qorStsAacPulseErr, pulse data in a short block, a start band that does not exist, or a
+ * pulse behind coefficient 1023 (the pulses before it have been added); qorStsAacTnsOrderErr, an
+ * order above 12, or above 7 in a short block; qorStsAacGainControlErr, gain control data;
+ * qorStsErr, a section that ends above the band count; qorStsAacQuantMaxErr, an escape above 8191.
+ * After a failure among the scale factors the cursor stands where they begin, after one inside
+ * the coefficients of a section where these begin.
+ *
+ * LC: Errors: the common ones, pChanInfo->pIcsInfo among the pointers; qorStsAacCommonWindowErr,
+ * commonWin outside 0 to 1; qorStsAacSampRateIdxErr, samplingRateIndex outside 0 to 11;
+ * qorStsAacPredSfbErr, predSfbMax not 0; then in the stream qorStsAacMaxSfbErr also for a max_sfb
+ * above the band count, and qorStsAacCodebookErr also for code book 13.
+ *
+ * MPEG-4 object types: a band of code book 13 holds noise. The first one of the call sets the
+ * running scale factor, which noise bands share with the spectrum bands, to its 9 bits - 346 +
+ * global_gain, untested; those after it add their difference and face the range test.
+ *   pMainHeader      LTP out; with scaleFlag 1 the window groups in
+ *   windowSequence, maxSfb  in use only with scaleFlag 1
+ *   scaleFlag        1: a layer of a scalable stream, with the windows of the arguments and of
+ *                    pMainHeader, whose data end without pulse, TNS and gain control fields
+ *   audioObjectType  1: predictor data in ics_info, any other: LTP data
+ * Errors: the common ones, pMainHeader excepted; qorStsAacCommonWindowErr, commonWin outside 0 to
+ * 1; qorStsAacWinSeqErr, windowSequence outside 0 to 3; qorStsAacScaleFlagErr, scaleFlag outside 0
+ * to 1; qorStsAacObjectTypeErr, audioObjectType outside 0 to 16; qorStsAacMaxSfbErr, maxSfb outside
+ * 0 to 51; qorStsAacSampRateIdxErr, samplingRateIndex outside 0 to 11; qorStsNullPtrErr, scaleFlag
+ * 0 and pChanInfo->pIcsInfo null, or scaleFlag 1 and pMainHeader null. In the stream:
+ * qorStsNullPtrErr, LTP data and a null pMainHeader; qorStsErr, scaleFlag 1 and window groups that
+ * do not fit the window sequence.
+ */
+QorStatus qorsNoiselessDecoder_LC_AAC(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s commonWin,
+                                      QorAACChanInfo* pChanInfo, Qor16s* pScaleFactor,
+                                      Qor32s* pSpectrum, Qor8u* pSfbCb, Qor8s* pTnsCoef);
+QorStatus qorsNoiselessDecode_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
+                                  QorAACMainHeader* pMainHeader, Qor16s* pScaleFactor,
+                                  Qor32s* pSpectrum, Qor8u* pSfbCb, Qor8s* pTnsCoef,
+                                  QorAACChanInfo* pChanInfo, Qor32s windowSequence, Qor32s maxSfb,
+                                  Qor32s commonWin, Qor32s scaleFlag, Qor32s audioObjectType);
+
+/* --- spectral tools, MDCT --- */
 
 /* ================================================================ AAC prediction ============ */
 

@@ -1,2 +1,6 @@
 set(units
+  aac_ai.cpp
+  aachelp.cpp
+  aachuff.cpp
+  aacunpck.cpp
 )
