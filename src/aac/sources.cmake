@@ -1,6 +1,1 @@
-set(units
-  aac_ai.cpp
-  aachelp.cpp
-  aachuff.cpp
-  aacunpck.cpp
-)
+set(units aac_ai.cpp aachelp.cpp aachuff.cpp aacunpck.cpp)
