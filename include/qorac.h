@@ -933,6 +933,238 @@ QorStatus qorsNoiselessDecode_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
 
 /* --- spectral tools, MDCT --- */
 
+/*
+ * The tools work in 32-bit integers on the spectrum of one channel: 1024 coefficients in Q3 on the
+ * scale of the standard (1.0 is 8), with no guard bits; additions wrap unless a function says
+ * otherwise. From the noiseless decoder to the deinterleaving a block of short windows stands in
+ * grouped order: for each group, band by band, the windows of the group one after the other. From
+ * there on it stands in window order, 128 coefficients a window. Order of the calls:
+ *
+ *   qorsQuantInv_AAC_32s_I per channel; per pair qorsDecodeMsStereo_AAC_32s_I, then
+ *   qorsDecodeIsStereo_AAC_32s (it reads the code books that the former changes); noise
+ *   substitution; short blocks: qorsDeinterleaveSpectrum_AAC_32s; per channel long-term prediction,
+ *   qorsDecodeTNS_AAC_32s_I, the synthesis, qorsLtpUpdate_AAC_32s.
+ *
+ * Arguments that mean the same everywhere:
+ *   numWinGrp, pWinGrpLen   window groups, and the windows of each
+ *   maxSfb                  bands in use per group
+ *   samplingRateIndex       sampling_frequency_index, 0 to 11, chooses the band table
+ *   winLen                  1024 long (one group), 128 short
+ *   pScaleFactor, pSfbCb    scale factors and code books of the noiseless decoder: maxSfb entries
+ *                           per group
+ *   windowSequence          0 long, 1 long-start, 2 eight short, 3 long-stop
+ *   windowShape             0 sine, 1 Kaiser-Bessel derived: the falling slope of this frame
+ *   prevWindowShape         the frame before's windowShape: the rising slope
+ */
+
+/*
+ * Inverse quantization (13818-7 clause 10.3): every coefficient x of a band with code book 1 to 11
+ * becomes sign(x) |x|^(4/3) 2^((scale factor - 100)/4) in Q3, truncated. In place, grouped order.
+ * Bands of code book 0 and of 13 (noise), 14 and 15 (intensity), and what lies above the last band,
+ * are left alone. Results beyond 32 bits wrap.
+ * Errors, in order: qorStsNullPtrErr; qorStsAacWinLenErr, winLen not 128 or 1024;
+ * qorStsAacWinGrpErr, numWinGrp not 1 for winLen 1024 or outside 1 to 8 for 128; qorStsAacMaxSfbErr,
+ * maxSfb outside 0 to 51; qorStsAacSampRateIdxErr, samplingRateIndex outside 0 to 11;
+ * qorStsAacMaxSfbErr, maxSfb above the band count; during the work qorStsAacQuantMaxErr, a
+ * magnitude above 8191: the coefficients before it are converted.
+ */
+QorStatus qorsQuantInv_AAC_32s_I(Qor32s* pSrcDstSpectrum, const Qor16s* pScaleFactor,
+                                 Qor32s numWinGrp, const Qor32s* pWinGrpLen, Qor32s maxSfb,
+                                 const Qor8u* pSfbCb, Qor32s samplingRateIndex, Qor32s winLen);
+
+/*
+ * The same power law for an encoder, in integers (Q0): pDst[i] = sign(x) |x|^(4/3) 2^(s/4),
+ * truncated, for x = pSrc[i] in band b, groupLen * pBandOffset[b] <= i < groupLen *
+ * pBandOffset[b + 1], and s = pScaleFactor[b] - offset - 4 * scaleFactor. Accurate for magnitudes
+ * up to 16383; above, the result is defined but without meaning.
+ *   pBandOffset  numBands + 1 offsets
+ * Errors, in order: qorStsNullPtrErr, one of the four pointers; qorStsSizeErr, numBands or groupLen
+ * negative.
+ */
+QorStatus qorsPow43Scale_16s32s_Sf(const Qor16s* pSrc, Qor32s* pDst, const Qor16s* pScaleFactor,
+                                   const Qor32s* pBandOffset, Qor32s offset, Qor32s numBands,
+                                   Qor32s groupLen, Qor32s scaleFactor);
+
+/*
+ * Grouped order to window order, short blocks only (13818-7, 8.3.5): 1024 coefficients from pSrc to
+ * pDst, which must not overlap. Above the last band every window of a group is cleared; windows
+ * beyond the groups' are not touched.
+ * Errors, in order: qorStsNullPtrErr; qorStsAacWinLenErr, winLen not 128; qorStsAacWinGrpErr,
+ * numWinGrp outside 1 to 8; qorStsAacMaxSfbErr, maxSfb outside 0 to 51; qorStsAacSampRateIdxErr,
+ * samplingRateIndex outside 0 to 11; qorStsAacMaxSfbErr, maxSfb above the count of short bands.
+ */
+QorStatus qorsDeinterleaveSpectrum_AAC_32s(const Qor32s* pSrc, Qor32s* pDst, Qor32s numWinGrp,
+                                           const Qor32s* pWinGrpLen, Qor32s maxSfb,
+                                           Qor32s samplingRateIndex, Qor32s winLen);
+
+/*
+ * M/S stereo (13818-7 clause 12.1), in place, grouped order: left = L + R, right = L - R in the
+ * bands that pMsUsed marks (ms_mask_present 1) or in all bands (2); never in noise bands. An
+ * intensity band that pMsUsed marks with ms_mask_present 1 is not mixed: its code book in pSfbCb
+ * changes from 14 to 15 or from 15 to 14.
+ *   pMsUsed  one row of 60 bytes per group, not 0: marked
+ *   pSfbCb   in, out: the code books of the right channel
+ * Errors, in order: qorStsNullPtrErr; qorStsAacWinLenErr, qorStsAacWinGrpErr, qorStsAacMaxSfbErr
+ * (outside 0 to 51) and qorStsAacSampRateIdxErr as in qorsQuantInv_AAC_32s_I; qorStsAacMsMaskErr,
+ * ms_mask_present not 1 or 2; qorStsAacMaxSfbErr, maxSfb above the band count.
+ */
+QorStatus qorsDecodeMsStereo_AAC_32s_I(Qor32s* pSrcDstL, Qor32s* pSrcDstR, Qor32s ms_mask_present,
+                                       Qor8u (*pMsUsed)[60], Qor8u* pSfbCb, Qor32s numWinGrp,
+                                       const Qor32s* pWinGrpLen, Qor32s maxSfb,
+                                       Qor32s samplingRateIndex, Qor32s winLen);
+
+/*
+ * Intensity stereo (13818-7 clause 12.2), grouped order: in the bands of code book 15 the right
+ * channel becomes the left one times 2^(-position/4), in those of code book 14 its negative. Other
+ * bands of pDstR are not written.
+ *   pScaleFactor  the right channel's: intensity positions
+ *   pSfbCb        the right channel's code books, behind qorsDecodeMsStereo_AAC_32s_I
+ * Errors, in order: qorStsNullPtrErr; qorStsAacWinLenErr, qorStsAacWinGrpErr, qorStsAacMaxSfbErr,
+ * qorStsAacSampRateIdxErr, qorStsAacMaxSfbErr as in qorsQuantInv_AAC_32s_I.
+ */
+QorStatus qorsDecodeIsStereo_AAC_32s(const Qor32s* pSrcL, Qor32s* pDstR,
+                                     const Qor16s* pScaleFactor, const Qor8u* pSfbCb,
+                                     Qor32s numWinGrp, const Qor32s* pWinGrpLen, Qor32s maxSfb,
+                                     Qor32s samplingRateIndex, Qor32s winLen);
+
+/*
+ * Perceptual noise substitution (14496-3, PNS): fills the bands of code book 13 with noise of the
+ * energy 2^(s/2) on the scale of the standard, s being the band's scale factor. With one group the
+ * long-term prediction flags of these bands, pLtpFlag[band + 1], are cleared.
+ *   pLtpFlag      ltp_long_used of the channel, or scratch of maxSfb + 1 entries
+ *   pScaleFactor  maxSfb entries per window
+ *   pRandomSeed   in, out: the state of the generator, one step per line made; any start value
+ * The walk over windows is that of a long block: behind each window the spectrum pointer moves on
+ * by the start of its last band. For short blocks call it window by window, as one group of one
+ * window, with that group's row of code books and scale factors and a scratch pLtpFlag.
+ *
+ * qorsDecodeMsPNS_AAC_32s is the same for the channels of a pair. channel 0 stores the seed of each
+ * band in pNoiseState (maxSfb entries per group); channel 1 makes the same noise again in the bands
+ * where pMsUsed is 1, without a step of *pRandomSeed. pMsUsed (rows of 60 bytes) is read for
+ * channel 1 only; these two pointers are not tested.
+ *
+ * Errors of both, in order: qorStsNullPtrErr (pSrcDst, pLtpFlag, pSfbCb, pScaleFactor, pWinGrpLen,
+ * pRandomSeed); qorStsAacMaxSfbErr, maxSfb outside 0 to 51; qorStsAacWinGrpErr, numWinGrp outside 1
+ * to 8; qorStsAacSampRateIdxErr, samplingRateIndex outside 0 to 16; qorStsAacWinLenErr, winLen not
+ * 128 or 1024. maxSfb 0, and a rate from 12 on, which has no bands, change nothing; bands above the
+ * band count do not exist.
+ */
+QorStatus qorsDecodePNS_AAC_32s(Qor32s* pSrcDst, Qor32s* pLtpFlag, const Qor8u* pSfbCb,
+                                const Qor16s* pScaleFactor, Qor32s maxSfb, Qor32s numWinGrp,
+                                const Qor32s* pWinGrpLen, Qor32s samplingRateIndex, Qor32s winLen,
+                                Qor32s* pRandomSeed);
+QorStatus qorsDecodeMsPNS_AAC_32s(Qor32s* pSrcDst, Qor32s* pLtpFlag, const Qor8u* pSfbCb,
+                                  const Qor16s* pScaleFactor, Qor32s maxSfb, Qor32s numWinGrp,
+                                  const Qor32s* pWinGrpLen, Qor32s samplingRateIndex,
+                                  Qor32s winLen, Qor32s* pRandomSeed, Qor32s channel,
+                                  Qor8u (*pMsUsed)[60], Qor32s* pNoiseState);
+
+/*
+ * Temporal noise shaping (13818-7 clause 14), in place, window order: the decoder's all-pole
+ * filters, the encoder's all-zero filters with the same coefficients.
+ *   pNumFilt    filters of each window (8 entries for winLen 128, 1 for 1024): up to 1 or 3
+ *   pLength, pOrder  bands and order of each filter, packed over all windows
+ *   pCoefRes    3 or 4 for each window
+ *   pCoef       `order` coefficients, -8 to 7, of each filter of non-zero order
+ *   pDirection  of each filter of non-zero order: 0 upward, 1 downward
+ *   profile     not read by the decoder
+ * Errors, in order: qorStsNullPtrErr (the seven pointers); qorStsAacWinLenErr, winLen not 128 or
+ * 1024; encoder only: qorStsAacTnsProfileErr, profile not 1; qorStsAacSampRateIdxErr,
+ * samplingRateIndex outside 0 to 11; qorStsAacMaxSfbErr, maxSfb outside 0 to 51, then above the band
+ * count. During the walk, with the filters before already applied: qorStsAacTnsNumFiltErr, a count
+ * outside 0 to 1 (short) or 0 to 3; qorStsAacTnsLengthErr, a length outside 0 to the band count;
+ * qorStsAacTnsOrderErr, an order outside 0 to 7 (short) or 0 to 12; for a filter of non-zero order
+ * qorStsAacTnsCoefResErr, qorStsAacTnsCoefErr, qorStsAacTnsDirectionErr.
+ */
+QorStatus qorsDecodeTNS_AAC_32s_I(Qor32s* pSrcDstSpectrum, const Qor32s* pNumFilt,
+                                  const Qor32s* pLength, const Qor32s* pOrder,
+                                  const Qor32s* pCoefRes, const Qor8s* pCoef,
+                                  const Qor32s* pDirection, Qor32s maxSfb, Qor32s profile,
+                                  Qor32s samplingRateIndex, Qor32s winLen);
+QorStatus qorsEncodeTNS_AAC_32s_I(Qor32s* pSrcDstSpectrum, const Qor32s* pNumFilt,
+                                  const Qor32s* pLength, const Qor32s* pOrder,
+                                  const Qor32s* pCoefRes, const Qor8s* pCoef,
+                                  const Qor32s* pDirection, Qor32s maxSfb, Qor32s profile,
+                                  Qor32s samplingRateIndex, Qor32s winLen);
+
+/*
+ * Synthesis (13818-7 clause 15): inverse MDCT, window, overlap-add, rounding of the sums in Q3 to
+ * 16-bit PCM with saturation.
+ *   pSrc      1024 coefficients in Q3, window order; destroyed
+ *   pDst      1024 samples at a stride of pcmMode
+ *   pOverlap  1024 values of the channel in Q3, in, out; cleared before the first frame
+ *   pcmMode   1 planar, 2 interleaved: the samples between are not touched
+ * The transform measures the spectrum and takes bits off it where the FFT would overflow. One so
+ * loud that the sum of magnitudes behind its first rotation reaches 2^34 (2^31 in a short block)
+ * comes out twice as loud.
+ * Errors, in order: qorStsNullPtrErr; qorStsAacWinSeqErr, windowSequence outside 0 to 3;
+ * qorStsAacWinShapeErr, a shape not 0 or 1; qorStsAacPcmModeErr, pcmMode not 1 or 2.
+ */
+QorStatus qorsMDCTInv_AAC_32s16s(Qor32s* pSrc, Qor16s* pDst, Qor32s* pOverlap,
+                                 Qor32s windowSequence, Qor32s windowShape, Qor32s prevWindowShape,
+                                 Qor32s pcmMode);
+
+/*
+ * A pair of transforms for a 32-bit signal path, in place. The forward one takes 2048 samples, or
+ * for windowSequence 2 the 256 of one short window, and gives 1024 or 128 coefficients, the
+ * standard's divided by 4096 or 512 (twice the window length); what follows them in the array is
+ * then without meaning. The inverse one takes 1024 coefficients, window order, and gives 1024
+ * samples; pOverlap as above, in its scale. Forward and inverse with overlap give the input times
+ * 2^-7. The forward transform guards itself against overflow as the synthesis to PCM does; the
+ * inverse one does not: the sum of magnitudes behind its first rotation, which divides by 4, must
+ * stay below 2^29. Sums wrap.
+ * Errors, in order: qorStsNullPtrErr; qorStsAacWinSeqErr; qorStsAacWinShapeErr; qorStsSizeErr, len
+ * not 1024 (inverse) or 2048 (forward, also for a short window).
+ */
+QorStatus qorsMDCTInv_AAC_32s_I(Qor32s* pSrcDst, Qor32s* pOverlap, Qor32s windowSequence,
+                                Qor32s windowShape, Qor32s prevWindowShape, Qor32s len);
+QorStatus qorsMDCTFwd_AAC_32s_I(Qor32s* pSrcDst, Qor32s windowSequence, Qor32s windowShape,
+                                Qor32s prevWindowShape, Qor32s len);
+
+/*
+ * Forward window and MDCT of the standard, for long-term prediction: a Q3 signal gives a Q3
+ * spectrum. For windowSequence 2 a call handles one short window: 256 samples, 128 coefficients,
+ * both slopes as the arguments say. Nothing guards against overflow.
+ *   pSrc      2048 samples
+ *   pDst      1024 coefficients
+ *   pTimeRef  must not be null; not read
+ *   pWork     scratch of 2048
+ * Errors, in order: qorStsNullPtrErr; qorStsAacWinSeqErr; qorStsAacWinShapeErr.
+ */
+QorStatus qorsMDCTFwd_AAC_32s(const Qor32s* pSrc, Qor32s* pDst, const Qor32s* pTimeRef,
+                              Qor32s windowSequence, Qor32s windowShape, Qor32s prevWindowShape,
+                              Qor32s* pWork);
+
+/*
+ * Long-term prediction (14496-3, LTP), three steps in Q3. The history of a channel is 3072 samples,
+ * cleared before the first frame: the frame before last, the last reconstructed frame, and the
+ * windowed second half of the latest inverse transform, not yet overlapped.
+ *
+ * qorsLongTermPredict_AAC_32s: the estimate, 2048 samples from history position 2048 - ltp_lag, or
+ * for windowSequence 2 and each window w with ltp_short_used[w] 256 samples from position 2816 -
+ * ltp_short_lag[w] at 256 w (other windows are not touched), times ltp_coef in Q14, truncated. What
+ * lies behind the history's end is 0. qorsMDCTFwd_AAC_32s then makes its spectrum.
+ *
+ * qorsLongTermReconstruct_AAC_32s: adds the estimate's spectrum to the channel's in the long bands
+ * 0 to 39 with pLtpUsed[band + 1] set (ltp_long_used), or in the first 8 short bands of the windows
+ * with pLtpUsed[window] set (ltp_short_used). Sums wrap. Rate index 12 has no bands: nothing is
+ * added.
+ *
+ * qorsLtpUpdate_AAC_32s: moves the history on by a frame and appends the frame of the final
+ * spectrum, behind TNS; its additions saturate. In a block of short windows every window rises with
+ * prevWindowShape. pWork is scratch of 6144.
+ *
+ * Errors, in order: qorStsNullPtrErr; qorStsAacWinSeqErr; then qorStsAacSampRateIdxErr,
+ * samplingRateIndex outside 0 to 12 (reconstruction), or qorStsAacWinShapeErr (update).
+ */
+QorStatus qorsLongTermPredict_AAC_32s(const Qor32s* pHistory, Qor32s* pEstimate,
+                                      const QorAACLtpInfo* pLtpInfo, Qor32s windowSequence);
+QorStatus qorsLongTermReconstruct_AAC_32s(const Qor32s* pEstimateSpectrum, Qor32s* pSrcDstSpectrum,
+                                          const Qor32s* pLtpUsed, Qor32s windowSequence,
+                                          Qor32s samplingRateIndex);
+QorStatus qorsLtpUpdate_AAC_32s(const Qor32s* pSpectrum, Qor32s* pHistory, Qor32s windowSequence,
+                                Qor32s windowShape, Qor32s prevWindowShape, Qor32s* pWork);
+
 /* ================================================================ AAC prediction ============ */
 
 /* ================================================================ MP3 encoding ============== */

@@ -1,1 +1,13 @@
-set(units aac_ai.cpp aachelp.cpp aachuff.cpp aacunpck.cpp)
+set(units
+  aac_ai.cpp
+  aac_aimdct.cpp
+  aacfdcd.cpp
+  aacftns.cpp
+  aachelp.cpp
+  aachuff.cpp
+  aacltp.cpp
+  aacmdct.cpp
+  aacmdctoverlap.cpp
+  aacpow32s.cpp
+  aacunpck.cpp
+)

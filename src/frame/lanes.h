@@ -87,7 +87,11 @@ static QORAC_INLINE Wide4 mulEven(Vec8 a, Vec8 b) {
 // `odd` in the odd ones.
 template <int shift>
 static QORAC_INLINE Vec8 narrow(Wide4 even, Wide4 odd) {
-    return merge(Vec8(Wide4(even) >> shift), Vec8(Wide4(odd) << (32 - shift)));
+    return merge(Vec8(even >> shift), Vec8(odd << (32 - shift)));
+}
+
+static QORAC_INLINE Vec8 narrow(Wide4 even, Wide4 odd, int shift) {
+    return merge(Vec8(even >> shift), Vec8(odd << (32 - shift)));
 }
 
 #if QORAC_LEVEL >= 4
@@ -119,7 +123,10 @@ static QORAC_INLINE Wide8 mulEven(Vec16 a, Vec16 b) {
 }
 template <int shift>
 static QORAC_INLINE Vec16 narrow(Wide8 even, Wide8 odd) {
-    return merge(Vec16(Wide8(even) >> shift), Vec16(Wide8(odd) << (32 - shift)));
+    return merge(Vec16(even >> shift), Vec16(odd << (32 - shift)));
+}
+static QORAC_INLINE Vec16 narrow(Wide8 even, Wide8 odd, int shift) {
+    return merge(Vec16(even >> shift), Vec16(odd << (32 - shift)));
 }
 #endif
 

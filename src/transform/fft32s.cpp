@@ -29,7 +29,7 @@ struct Twiddles {
 };
 
 template <int n>
-consteval Twiddles<n> makeTwiddles() {
+constexpr Twiddles<n> makeTwiddles() {
     constexpr long double one = 1 << 30;
     Twiddles<n> t{};
     for (int j = 0; j < n / 4; ++j) {

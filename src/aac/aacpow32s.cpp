@@ -1,0 +1,156 @@
+// Inverse quantization of AAC (ISO/IEC 13818-7 and 14496-3): sign(x) |x|^(4/3) 2^(s/4) in integers,
+// and the way from the grouped order of short blocks to window order.
+//
+// In: quantized coefficients. Out: the spectrum in Q3 (qorsPow43Scale_16s32s_Sf: in Q0) on the
+// scale of the standard. Results are truncated, not rounded; what passes the left end of 32 bits
+// wraps.
+#include <cstring>
+
+#include "aac/aacbands.h"
+#include "frame/pow43.h"
+#include "frame/fixed.h"
+#include "frame/status.h"
+
+namespace qorac {
+namespace {
+
+constexpr Qor32s kScaleFactorOffset = 100;
+constexpr Qor32u kMaxMagnitude = 8191;
+constexpr Qor8u kZeroBook = 0, kNoiseBook = 13;  // from 13 on: noise and intensity
+
+constexpr int clampShift(Qor64s n) { return int(n < 0 ? 0 : n > 31 ? 31 : n); }
+
+// The power law of one band: 2^(s/4) = 2^e 2^(-r/4), the results with `fraction` fractional bits.
+struct BandScale {
+    Qor64s e;
+    int fraction;
+    Qor32s gain;       // 2^(-r/4), Q31
+    Qor32s small[16];  // results for magnitudes below 16
+
+    BandScale(Qor64s s, int fractionBits) : e((s + 3) >> 2), fraction(fractionBits) {
+        const int r = int(4 * e - s);
+        const Qor32s* row = _pReq16x4_Audio.row[r];
+        const Qor64s t = 28 - fraction - e;
+        gain = _pSqrt14_32s_Audio[r];
+        for (int a = 0; a < 4; ++a) small[a] = t > 31 ? 0 : row[a] >> clampShift(t);
+        for (int a = 4; a < 16; ++a) small[a] = row[a] >> clampShift(25 - fraction - e);
+    }
+
+    // Magnitudes from 16 on.
+    Qor32s large(Qor32u a) const {
+        const Power43 power = pow43(a);
+        const Qor32s v = mulHigh(power.mantissa, gain);
+        const Qor64s d = 26 - fraction - power.exponent - e;
+        if (d >= 32) return 0;
+        if (d >= 1) return v >> d;
+        if (d > -32) return wrapShl(v, int(-d));
+        return v == 0 ? 0 : kMax32s;
+    }
+
+    Qor32s operator()(Qor32s x) const {
+        const Qor32u a = magnitude(x);
+        const Qor32s value = a < 16 ? small[a] : large(a);
+        return x < 0 ? wrapNeg(value) : value;
+    }
+};
+
+}  // namespace
+}  // namespace qorac
+
+#define QORAC_KERNEL "aac/aacpow32s_kernel.h"
+#include "frame/levels.h"
+
+namespace qorac {
+namespace {
+
+QORAC_BIND(int, requantizeInQ3, (Qor32s * x, int len, const BandScale& scale), (x, len, scale))
+QORAC_BIND(int, requantizeInQ0, (const Qor16s* x, Qor32s* y, int len, const BandScale& scale),
+           (x, y, len, scale))
+
+// `len` coefficients times 2^(s/4), in Q3. False at a magnitude above 8191; the coefficients before
+// it are done.
+bool ownsReqCore_AAC_I(Qor32s* pSrcDst, int len, Qor32s s) {
+    const BandScale scale(s, 3);
+    int done = requantizeInQ3(pSrcDst, len, scale);
+    while (done < len && magnitude(pSrcDst[done]) <= kMaxMagnitude) {
+        pSrcDst[done] = scale(pSrcDst[done]);
+        ++done;
+    }
+    return done == len;
+}
+
+// The same in Q0, for any magnitude.
+void ownsReqCore_AAC_16s32s_Sf(const Qor16s* pSrc, Qor32s* pDst, int len, Qor64s s) {
+    if (len > 0) requantizeInQ0(pSrc, pDst, len, BandScale(s, 0));
+}
+
+}  // namespace
+}  // namespace qorac
+
+using namespace qorac;
+
+QorStatus qorsQuantInv_AAC_32s_I(Qor32s* pSrcDstSpectrum, const Qor16s* pScaleFactor,
+                                 Qor32s numWinGrp, const Qor32s* pWinGrpLen, Qor32s maxSfb,
+                                 const Qor8u* pSfbCb, Qor32s samplingRateIndex, Qor32s winLen) {
+    if (anyNull(pSrcDstSpectrum, pScaleFactor, pWinGrpLen, pSfbCb)) return qorStsNullPtrErr;
+    if (winLen != 128 && winLen != 1024) return qorStsAacWinLenErr;
+    if (outside(numWinGrp, 1, winLen == 128 ? 8 : 1)) return qorStsAacWinGrpErr;
+    if (outside(maxSfb, 0, 51)) return qorStsAacMaxSfbErr;
+    if (outside(samplingRateIndex, 0, 11)) return qorStsAacSampRateIdxErr;
+    const Bands bands = bandsOf(samplingRateIndex, winLen);
+    if (maxSfb > bands.count) return qorStsAacMaxSfbErr;
+
+    for (int g = 0; g < numWinGrp; ++g) {
+        Qor32s* p = pSrcDstSpectrum;
+        for (int b = 0; b < maxSfb; ++b, ++pScaleFactor, ++pSfbCb) {
+            const int len = (bands.offset[b + 1] - bands.offset[b]) * pWinGrpLen[g];
+            if (*pSfbCb != kZeroBook && *pSfbCb < kNoiseBook &&
+                !ownsReqCore_AAC_I(p, len, *pScaleFactor - kScaleFactorOffset))
+                return qorStsAacQuantMaxErr;
+            p += len;
+        }
+        pSrcDstSpectrum += pWinGrpLen[g] * winLen;
+    }
+    return qorStsNoErr;
+}
+
+QorStatus qorsPow43Scale_16s32s_Sf(const Qor16s* pSrc, Qor32s* pDst, const Qor16s* pScaleFactor,
+                                   const Qor32s* pBandOffset, Qor32s offset, Qor32s numBands,
+                                   Qor32s groupLen, Qor32s scaleFactor) {
+    if (anyNull(pSrc, pDst, pScaleFactor, pBandOffset)) return qorStsNullPtrErr;
+    if (numBands < 0 || groupLen < 0) return qorStsSizeErr;
+    for (int b = 0; b < numBands; ++b) {
+        const int start = groupLen * pBandOffset[b], end = groupLen * pBandOffset[b + 1];
+        ownsReqCore_AAC_16s32s_Sf(pSrc + start, pDst + start, end - start,
+                                  Qor64s(pScaleFactor[b]) - offset - Qor64s(4) * scaleFactor);
+    }
+    return qorStsNoErr;
+}
+
+QorStatus qorsDeinterleaveSpectrum_AAC_32s(const Qor32s* pSrc, Qor32s* pDst, Qor32s numWinGrp,
+                                           const Qor32s* pWinGrpLen, Qor32s maxSfb,
+                                           Qor32s samplingRateIndex, Qor32s winLen) {
+    if (anyNull(pSrc, pDst, pWinGrpLen)) return qorStsNullPtrErr;
+    if (winLen != 128) return qorStsAacWinLenErr;
+    if (outside(numWinGrp, 1, 8)) return qorStsAacWinGrpErr;
+    if (outside(maxSfb, 0, 51)) return qorStsAacMaxSfbErr;
+    if (outside(samplingRateIndex, 0, 11)) return qorStsAacSampRateIdxErr;
+    const Bands bands = bandsOf(samplingRateIndex, winLen);
+    if (maxSfb > bands.count) return qorStsAacMaxSfbErr;
+
+    for (int g = 0; g < numWinGrp; ++g) {
+        const int windows = pWinGrpLen[g];
+        const Qor32s* p = pSrc;
+        for (int b = 0; b < maxSfb; ++b) {
+            const int start = bands.offset[b], width = bands.offset[b + 1] - start;
+            for (int w = 0; w < windows; ++w, p += width)
+                std::memcpy(pDst + w * winLen + start, p, width * sizeof *p);
+        }
+        const int end = bands.offset[maxSfb];
+        for (int w = 0; w < windows; ++w)
+            std::memset(pDst + w * winLen + end, 0, (winLen - end) * sizeof *pDst);
+        pSrc += windows * winLen;
+        pDst += windows * winLen;
+    }
+    return qorStsNoErr;
+}
