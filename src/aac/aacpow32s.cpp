@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "aac/aacbands.h"
-#include "frame/pow43.h"
 #include "frame/fixed.h"
+#include "frame/pow43.h"
 #include "frame/status.h"
 
 namespace qorac {
@@ -16,7 +16,9 @@ namespace {
 
 constexpr Qor32s kScaleFactorOffset = 100;
 constexpr Qor32u kMaxMagnitude = 8191;
-constexpr Qor8u kZeroBook = 0, kNoiseBook = 13;  // from 13 on: noise and intensity
+
+// Code books whose bands hold quantized coefficients: not 0, nor 13 to 15 of noise and intensity.
+constexpr bool holdsCoefficients(Qor8u book) { return book != 0 && (book < 13 || book > 15); }
 
 constexpr int clampShift(Qor64s n) { return int(n < 0 ? 0 : n > 31 ? 31 : n); }
 
@@ -104,7 +106,7 @@ QorStatus qorsQuantInv_AAC_32s_I(Qor32s* pSrcDstSpectrum, const Qor16s* pScaleFa
         Qor32s* p = pSrcDstSpectrum;
         for (int b = 0; b < maxSfb; ++b, ++pScaleFactor, ++pSfbCb) {
             const int len = (bands.offset[b + 1] - bands.offset[b]) * pWinGrpLen[g];
-            if (*pSfbCb != kZeroBook && *pSfbCb < kNoiseBook &&
+            if (holdsCoefficients(*pSfbCb) &&
                 !ownsReqCore_AAC_I(p, len, *pScaleFactor - kScaleFactorOffset))
                 return qorStsAacQuantMaxErr;
             p += len;

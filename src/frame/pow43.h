@@ -54,7 +54,7 @@ constexpr QORAC_INLINE Power43 pow43(Qor32u a) {
     if (m < 1 << 27) m = wrapShl(m, 4), octave -= 4;
     if (m < 1 << 29) m = wrapShl(m, 2), octave -= 2;
     if (m < 1 << 30) m = wrapShl(m, 1), octave -= 1;
-    if (octave < 0) octave = 0;  // 16384 and 32768
+    if (octave < 0) octave = 0;  // above 16383 only
     Qor32s p = _pPolyCoeff43_Audio[0];
     for (int i = 1; i < 8; ++i) p = wrapAdd(mulHigh(p, m), _pPolyCoeff43_Audio[i]);
     return {wrapShl(mulHigh(wrapShl(p, 4), _pXt43_Audio[octave]), 1), 27 - _pXtExp_Audio[octave]};
