@@ -51,14 +51,22 @@ static QORAC_INLINE void fall(Qor32s* f, const WindowShape& window) {
 }
 
 template <Weighting weighting>
+static QORAC_INLINE void windowLong(Qor32s* f, const WindowShape& window) {
+    rise<weighting>(f, window);
+    fall<weighting>(f + kFrame, window);
+}
+template <Weighting weighting>
+static QORAC_INLINE void windowShort(Qor32s* f, Qor32s prevShape, Qor32s shape) {
+    ownsMull_AAC_32s<weighting>(f, shortWindow(prevShape), kBlock);
+    ownsMullFlip_AAC_32s<weighting>(f + kBlock, shortWindow(shape), kBlock);
+}
+
+template <Weighting weighting>
 static QORAC_INLINE void windowAll(Qor32s* f, const WindowShape& window) {
-    if (window.sequence == kEightShort) {
-        ownsMull_AAC_32s<weighting>(f, shortWindow(window.prevShape), kBlock);
-        ownsMullFlip_AAC_32s<weighting>(f + kBlock, shortWindow(window.shape), kBlock);
-    } else {
-        rise<weighting>(f, window);
-        fall<weighting>(f + kFrame, window);
-    }
+    if (window.sequence == kEightShort)
+        windowShort<weighting>(f, window.prevShape, window.shape);
+    else
+        windowLong<weighting>(f, window);
 }
 
 static void windowed(Qor32s* f, const WindowShape& window, Weighting weighting) {
@@ -93,10 +101,9 @@ static QORAC_INLINE void synthesize(Qor32s* x, Qor32s* f, const WindowShape& win
     if (window.sequence != kEightShort) {
         transform(x, kFrame);
         unfold(x, f, kFrame);
-        return windowAll<weighting>(f, window);
+        return windowLong<weighting>(f, window);
     }
     clear(f, 2 * kFrame);
-    WindowShape block = window;
     for (int b = 0; b < 8; ++b) {
         alignas(64) Qor32s g[2 * kBlock];
         transform(x + b * kBlock, kBlock);
