@@ -265,7 +265,7 @@ std::size_t encodeGranule(Random& random, const Call& call, Form form, Bits& bit
 
 TEST(Huffman, EncodedGranulesWithBudgetsAroundTheirEnd) {
     Random random(71);
-    for (int round = 0; round < 1500; ++round) {
+    for (int round = 0; round < 600; ++round) {
         Call call = randomCall(random);
         const Form form = kForms[round % 3];
         const int room = (576 - 2 * call.side.big_values + 3) / 4 + 2;
@@ -287,7 +287,7 @@ TEST(Huffman, EncodedGranulesWithBudgetsAroundTheirEnd) {
 
 TEST(Huffman, RandomBitsWithRandomBudgets) {
     Random random(72);
-    for (int round = 0; round < 4000; ++round) {
+    for (int round = 0; round < 2000; ++round) {
         Call call = randomCall(random);
         const auto bytes = random.integers<Qor8u>(2500, 0, 255);
         call.hufSize = static_cast<int>(random.chance(0.5) ? random.integer(0, 4095)

@@ -213,14 +213,14 @@ Granule randomGranule(Random& random, bool hostile) {
 
 TEST(Requantize, RandomGranulesToTheBit) {
     Random random(80);
-    for (int round = 0; round < 6000; ++round)
+    for (int round = 0; round < 3000; ++round)
         ASSERT_NO_FATAL_FAILURE(expectByTheBook(randomGranule(random, round % 2)))
             << "round " << round;
 }
 
 TEST(Requantize, RandomGranulesNearTheFormulas) {
     Random random(81);
-    for (int round = 0; round < 3000; ++round) {
+    for (int round = 0; round < 1500; ++round) {
         const Granule g = randomGranule(random, false);
         const auto expected = reference::requantizeExactly(g);
         Requantized run(g);

@@ -353,11 +353,12 @@ QorStatus unpack(Qor8u** p, Qor32s* offset, Qor8s* out, Granule& g) {
                                            g.granule, g.channel);
 }
 
-// Runs one granule over random bits at every bit offset and compares everything with the book.
+// Runs one granule over random bits at any bit offset and compares everything with the book.
 void expectByTheBook(Random& random, const Granule& g) {
-    for (int offset = 0; offset < 8; ++offset) {
+    for (int round = 0; round < 3; ++round) {
+        const int offset = static_cast<int>(random.integer(0, 7));
         auto bytes = random.integers<Qor8u>(40, 0, 255);
-        if (offset == 3) bytes.assign(40, 0xFF);  // all illegal positions
+        if (round == 0) bytes.assign(40, 0xFF);  // all illegal positions
         const auto before = random.integers<Qor8s>(39, -128, 127);
         auto expected = before;
         Granule expectedGranule = g, actual = g;
