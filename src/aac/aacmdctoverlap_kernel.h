@@ -108,9 +108,8 @@ static QORAC_INLINE void synthesize(Qor32s* x, Qor32s* f, const WindowShape& win
         alignas(64) Qor32s g[2 * kBlock];
         transform(x + b * kBlock, kBlock);
         unfold(x + b * kBlock, g, kBlock);
-        windowAll<weighting>(g, block);
-        block.prevShape =
-            window.shape;  // the shape of the frame before bears on the first one only
+        // The shape of the frame before bears on the first window only.
+        windowShort<weighting>(g, b == 0 ? window.prevShape : window.shape, window.shape);
         for (int i = 0; i < 2 * kBlock; ++i) {
             Qor32s& sum = f[kFlat + b * kBlock + i];
             sum = wrapAdd(sum, g[i]);

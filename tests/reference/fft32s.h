@@ -22,7 +22,7 @@ inline Qor32sc twiddle(Qor32sc z, int j, int n) {
 }
 
 inline std::int32_t timesSqrtHalf(std::int64_t value) {
-    return wrap32((std::int64_t{wrap32(2 * wrap32(value))} * 0x5A82799A) >> 32);
+    return wrap32((std::int64_t{wrap32(std::int64_t{2} * wrap32(value))} * 0x5A82799A) >> 32);
 }
 
 inline std::vector<Qor32sc> fft32s(const std::vector<Qor32sc>& z) {
