@@ -27,7 +27,7 @@ struct Values {
 
 // The sums of neighbouring lines with which a long transform starts. 24 are stored, of which 18
 // count.
-static QORAC_INLINE void addNeighbours(const Qor32s* pSrc, Qor32s* sum) {
+static QORAC_INLINE void addNeighbours(const Qor32s* pSrc, Qor64f* sum) {
     constexpr UnsignedInt8 kOdd = {0, ~0u, 0, ~0u, 0, ~0u, 0, ~0u};
     Qor32u line[32] = {}, pair[32] = {};  // from 2 on
     __builtin_memcpy(line + 2, pSrc, kSubbandLines * sizeof(Qor32s));
@@ -37,7 +37,8 @@ static QORAC_INLINE void addNeighbours(const Qor32s* pSrc, Qor32s* sum) {
         __builtin_memcpy(&here, pair + 2 + i, sizeof here);
         __builtin_memcpy(&twoBefore, pair + i, sizeof twoBefore);
         here += twoBefore & kOdd;
-        __builtin_memcpy(sum + i, &here, sizeof here);
+        const Real8 exact = __builtin_convertvector(Int8(here), Real8);
+        __builtin_memcpy(sum + i, &exact, sizeof exact);
     }
 }
 
@@ -45,13 +46,13 @@ static QORAC_INLINE void addNeighbours(const Qor32s* pSrc, Qor32s* sum) {
 template <int count>
 static QORAC_INLINE void ownpmp3_DCTInv_36_32s(const Qor32s* pSrc, const Qor64f* window,
                                                Values* values) {
-    Qor32s sum[count][24];
+    Qor64f sum[count][24];
     for (int s = 0; s < count; ++s) addNeighbours(pSrc + kSubbandLines * s, sum[s]);
     Real8 u[count][3] = {};
     for (int i = 0; i < kSubbandLines; ++i) {
         for (int v = 0; v < 3; ++v) {
             const Real8 row = loadReal8(kLongTransform.row[i] + 8 * v);
-            for (int s = 0; s < count; ++s) u[s][v] += Qor64f(sum[s][i]) * row;
+            for (int s = 0; s < count; ++s) u[s][v] += sum[s][i] * row;
         }
     }
     for (int s = 0; s < count; ++s) {

@@ -55,41 +55,56 @@ struct HighSum {
     }
 };
 
-// Lanes e of the sums for outputs 16 - e (low) and 16 + e (high), before rounding.
-static QORAC_INLINE void windowSums(const Qor32s* pVBuffer, int position, Qor32s* low,
-                                    Qor32s* high) {
-    for (int lane = 0; lane < 16; lane += kLanes<Vec>) {
-        HighSum<Vec> lowSum, highSum;
+// The sums for outputs 1 to 31, before rounding: lane e of the low sums is output 16 - e, lane e of
+// the high ones, from 1 on, output 16 + e.
+static QORAC_INLINE void windowSums(const Qor32s* pVBuffer, int position, Qor32s* output) {
+    constexpr int lanes = kLanes<Vec>;
+    for (int lane = 0; lane < 16; lane += lanes) {
+        HighSum<Vec> low, high;
         for (int i = 0; i < 8; ++i) {
             // Slots of even age give their second half, those of odd age their first.
             const Vec u = load<Vec>(slotOfAge(pVBuffer, position, i) + (i & 1 ? 0 : 16) + lane);
             const Vec v =
                 load<Vec>(slotOfAge(pVBuffer, position, 15 - i) + (i & 1 ? 16 : 0) + lane);
             const Vec uOdd = oddToEven(u), vOdd = oddToEven(v);
-            lowSum.add(u, uOdd, kWindow.below[i], lane);
-            lowSum.subtract(v, vOdd, kWindow.above[i], lane);
+            low.add(u, uOdd, kWindow.below[i], lane);
+            low.subtract(v, vOdd, kWindow.above[i], lane);
             if (i & 1) {
-                highSum.add(u, uOdd, kWindow.above[i], lane);
-                highSum.add(v, vOdd, kWindow.below[i], lane);
+                high.add(u, uOdd, kWindow.above[i], lane);
+                high.add(v, vOdd, kWindow.below[i], lane);
             } else {
-                highSum.subtract(u, uOdd, kWindow.above[i], lane);
-                highSum.subtract(v, vOdd, kWindow.below[i], lane);
+                high.subtract(u, uOdd, kWindow.above[i], lane);
+                high.subtract(v, vOdd, kWindow.below[i], lane);
             }
         }
-        store(low + lane, lowSum.result());
-        store(high + lane, highSum.result());
+        store(output + 16 + lane, high.result());
+        store(output + 17 - lane - lanes, reverse(low.result()));  // output 16 is a low sum
     }
+}
+
+// 32 samples to every second place, the places between left alone.
+static QORAC_INLINE void storeEverySecond(Qor16s* p, const Qor16s* pcm) {
+#if QORAC_LEVEL >= 4
+    for (int i = 0; i < 32; i += 16) {
+        const __m512i spread = _mm512_maskz_cvtepu16_epi32(
+            __mmask16(-1), _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pcm + i)));
+        _mm512_mask_storeu_epi16(p + 2 * i, 0x55555555u, spread);
+    }
+#else
+    for (int i = 0; i < 32; ++i) p[2 * i] = pcm[i];
+#endif
 }
 
 static void synthesize(const Qor32s* pSrcY, Qor16s* pDstAudioOut, Qor32s* pVBuffer, int position,
                        int stride) {
     ownpmp3_DCTFwd_32_32s(pSrcY, pVBuffer + kSlot * position);
-    alignas(64) Qor32s low[16], high[16];
-    windowSums(pVBuffer, position, low, high);
-    high[0] = low[0];
-    low[0] = firstOutput(pVBuffer, position);
-    for (int e = 0; e < 16; ++e) {
-        pDstAudioOut[((16 - e) & 15) * stride] = roundToPcm(low[e]);
-        pDstAudioOut[(16 + e) * stride] = roundToPcm(high[e]);
-    }
+    alignas(64) Qor32s output[32];
+    windowSums(pVBuffer, position, output);
+    output[0] = firstOutput(pVBuffer, position);
+    alignas(64) Qor16s pcm[32];
+    for (int i = 0; i < 32; ++i) pcm[i] = roundToPcm(output[i]);
+    if (stride == 1)
+        __builtin_memcpy(pDstAudioOut, pcm, sizeof pcm);
+    else
+        storeEverySecond(pDstAudioOut, pcm);
 }

@@ -198,66 +198,6 @@ QORAC_INLINE Qor32s requantizeLarge(int k, int q, int r) {
     return m > (kMax32s >> -d) ? kMax32s : wrapShl(m, -d);
 }
 
-// Lines of one band: pDst[i] = sign * 2^(-e/4) * |pSrc[i]|^(4/3) in Q26. False for a magnitude
-// above 8206.
-QORAC_INLINE bool _sReqCore_MP3_32s_I(const Qor32s* pSrc, Qor32s* pDst, int len, int e) {
-    const int q = e >> 2, r = e & 3;
-    Qor32s small[32];  // values -15 to 15, at 16 and around
-    for (int k = 0; k < 16; ++k) {
-        const int shift = k < 4 ? q + 2 : q - 1;
-        const Qor32s line =
-            wrapShl(_pReq16x4.row[r][k] >> std::clamp(shift, 0, 31), std::max(-shift, 0));
-        small[16 + k] = line;
-        small[16 - k] = wrapNeg(line);
-    }
-    for (int i = 0; i < len; ++i) {
-        const Qor32s value = pSrc[i];
-        if (Qor32u(value) + 15 <= 30) [[likely]] {
-            pDst[i] = small[16 + value];
-            continue;
-        }
-        const Qor32u k = magnitude(value);
-        if (k > kMaxMagnitude) return false;
-        const Qor32s line = requantizeLarge(int(k), q, r);
-        pDst[i] = value < 0 ? wrapNeg(line) : line;
-    }
-    return true;
-}
-
-QORAC_CLONES QorStatus requantize(const Granule& granule, const Channel& channel) {
-    const QorMP3SideInfo& side = *channel.side;
-    if (outside(side.global_gain, 0, 255) || outside(side.scalefac_scale, 0, 1) ||
-        outside(side.preflag, 0, 1))
-        return qorStsMp3SideInfoErr;
-    const int gain = 210 - side.global_gain;
-    const int shift = side.scalefac_scale + 1;
-    const auto scaled = [&](int index) {
-        return gain + channel.midSide[index] +
-               (Qor32s(magnitude(channel.scaleFactor[index])) << shift);
-    };
-
-    if (channel.hasLong) {
-        const int end = channel.isShort ? 36 : *channel.bound;
-        for (int b = 0; b < 22 && granule.longBand[b] < end; ++b) {
-            const int start = granule.longBand[b], width = granule.longBand[b + 1] - start;
-            const int e = scaled(b) + (_pPretab[b] * side.preflag << shift);
-            if (!_sReqCore_MP3_32s_I(channel.lines + start, channel.lines + start, width, e))
-                return qorStsErr;
-        }
-    }
-    for (int w = 0; w < 3 && channel.isShort; ++w) {
-        if (outside(side.subblock_gain[w], 0, 7)) return qorStsErr;
-        for (int b = channel.firstShort; b < channel.top[w]; ++b) {
-            const ShortBand band = shortBandOf(granule.shortBand, b, w);
-            const int e = scaled(channel.scaleIndex(b, w)) + 8 * side.subblock_gain[w];
-            if (!_sReqCore_MP3_32s_I(channel.lines + band.start, channel.shortLines + band.start,
-                                     band.width, e))
-                return qorStsErr;
-        }
-    }
-    return qorStsNoErr;
-}
-
 // --- stereo -----------------------------------------------------------------------------------
 
 QORAC_CLONES void midSideToLeftRight(Qor32s* left, Qor32s* right, int len) {
@@ -409,6 +349,18 @@ QorStatus planChannel(Granule& granule, Channel& channel) {
     if (channel.isShort) findShortTops(channel, granule.shortBand);
     return qorStsNoErr;
 }
+
+}  // namespace
+}  // namespace qorac
+
+#define QORAC_KERNEL "mp3dec/mp3drqnt_kernel.h"
+#include "frame/levels.h"
+
+namespace qorac {
+QORAC_BIND(QorStatus, requantize, (const Granule& granule, const Channel& channel),
+           (granule, channel))
+
+namespace {
 
 // Channels without stereo coding, one after the other.
 QorStatus decodeApart(Granule& granule, Qor32s* pBuffer) {
