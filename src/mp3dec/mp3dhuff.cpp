@@ -17,19 +17,27 @@ constexpr int kLines = 576;
 // --- bits -------------------------------------------------------------------------------------
 
 // A bit position behind a byte pointer. A look at the next bits fetches four bytes from the one in
-// which the next bit stands, and 25 of them are valid at any offset.
+// which the next bit stands, and 25 of them are valid at any offset; a far look fetches eight,
+// which 33 bits that are sure to be used allow.
 struct BitPosition {
     const Qor8u* base;
     Qor64s bits;
 
     QORAC_INLINE Qor32u look() const { return loadBigEndian32(base + (bits >> 3)) << (bits & 7); }
+    static constexpr int kBitsForFarLook = 33;
+    QORAC_INLINE Qor64u lookFar() const {
+        Qor64u word;
+        std::memcpy(&word, base + (bits >> 3), sizeof word);
+        return __builtin_bswap64(word) << (bits & 7);
+    }
 };
 
 // --- pairs ------------------------------------------------------------------------------------
 
 // The value with the sign that the top bit of `word` gives; 0 stays 0.
-QORAC_INLINE Qor32s withSign(Qor32s value, Qor32u word) {
-    const Qor32s sign = Qor32s(word) >> 31;
+template <typename Word>
+QORAC_INLINE Qor32s withSign(Qor32s value, Word word) {
+    const Qor32s sign = -Qor32s(word >> (8 * sizeof(Word) - 1));
     return (value ^ sign) - sign;
 }
 
@@ -46,42 +54,75 @@ Qor32s readEscape(BitPosition& position, Qor32s value, int linbits) {
     return result;
 }
 
+// The table's entry for the code at the top of the word.
+template <typename Word>
+QORAC_INLINE PairEntry lookUp(const PairTable& table, Word word) {
+    constexpr int kBits = int(8 * sizeof(Word));
+    const PairEntry entry = table.entries[word >> (kBits - table.rootBits)];
+    if (entry.totalLength != 0) [[likely]]
+        return entry;
+    const int second = entry.x | entry.y << 8;
+    return table.entries[second + int((word << table.rootBits) >> (kBits - entry.codeLength))];
+}
+
+// Stores the pair of an entry without escapes, with the signs that follow its code.
+template <typename Word>
+QORAC_INLINE void storePair(PairEntry entry, Word word, Qor32s* pDst) {
+    const Word xSign = word << entry.codeLength;
+    pDst[0] = withSign(entry.x, xSign);
+    pDst[1] = withSign(entry.y, xSign << (entry.x != 0));
+}
+
+// Decodes pairs one by one; while a far look is allowed, each pair taking at least a bit, two from
+// one look where neither has an escape: their codes and signs take at most 42 bits, and 57 are
+// valid.
 template <bool escapes>
-BitPosition readPairs(BitPosition position, Qor32s* pDst, int pairs, const PairTable& table) {
-    const PairEntry* const entries = table.entries;
-    const int rootShift = 32 - table.rootBits;
-    for (int i = 0; i < pairs; ++i, pDst += 2) {
-        const Qor32u word = position.look();
-        PairEntry entry = entries[word >> rootShift];
-        if (entry.totalLength == 0) [[unlikely]] {
-            const int second = entry.x | entry.y << 8;
-            entry = entries[second + int((word << table.rootBits) >> (32 - entry.codeLength))];
+BitPosition readPairs(BitPosition position, int bitsBehind, Qor32s* pDst, int pairs,
+                      const PairTable& table) {
+    const auto hasEscape = [](PairEntry entry) {
+        return escapes && (entry.x == 15 || entry.y == 15);
+    };
+    while (pairs > 0) {
+        if (pairs >= 2 && pairs + bitsBehind >= BitPosition::kBitsForFarLook) {
+            const Qor64u word = position.lookFar();
+            const PairEntry first = lookUp(table, word);
+            const Qor64u rest = word << first.totalLength;
+            const PairEntry second = lookUp(table, rest);
+            if (!hasEscape(first) && !hasEscape(second)) {
+                storePair(first, word, pDst);
+                storePair(second, rest, pDst + 2);
+                position.bits += first.totalLength + second.totalLength;
+                pDst += 4;
+                pairs -= 2;
+                continue;
+            }
         }
-        if (escapes && (entry.x == 15 || entry.y == 15)) {
+        const Qor32u word = position.look();
+        const PairEntry entry = lookUp(table, word);
+        if (hasEscape(entry)) {
             position.bits += entry.codeLength;
             pDst[0] = readEscape(position, entry.x, table.linbits);
             pDst[1] = readEscape(position, entry.y, table.linbits);
-            continue;
+        } else {
+            storePair(entry, word, pDst);
+            position.bits += entry.totalLength;
         }
-        const Qor32u xSign = word << entry.codeLength;
-        const Qor32u ySign = xSign << (entry.x != 0);
-        pDst[0] = withSign(entry.x, xSign);
-        pDst[1] = withSign(entry.y, ySign);
-        position.bits += entry.totalLength;
+        pDst += 2;
+        --pairs;
     }
     return position;
 }
 
-// Decodes one region of `pairs` pairs.
-BitPosition _sHuffmanGetPairs_MP3(BitPosition position, Qor32s* pDst, int pairs,
+// Decodes one region of `pairs` pairs, behind which others take at least `bitsBehind` bits.
+BitPosition _sHuffmanGetPairs_MP3(BitPosition position, int bitsBehind, Qor32s* pDst, int pairs,
                                   Qor32s table_select) {
     const PairTable& table = _pHfPTable[table_select];
     if (!table.entries) {
         std::fill_n(pDst, 2 * pairs, 0);
         return position;
     }
-    return table.linbits ? readPairs<true>(position, pDst, pairs, table)
-                         : readPairs<false>(position, pDst, pairs, table);
+    return table.linbits ? readPairs<true>(position, bitsBehind, pDst, pairs, table)
+                         : readPairs<false>(position, bitsBehind, pDst, pairs, table);
 }
 
 // --- quadruples -------------------------------------------------------------------------------
@@ -150,24 +191,33 @@ QorStatus decode(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs, Qor32s* p
         return qorStsNoErr;
     }
 
+    // A region of an odd size takes a whole pair more, as long as there is room.
     const int bigValues = 2 * side.big_values;
     const int end[3] = {std::min(ends.end0, bigValues), std::min(ends.end1, bigValues), bigValues};
+    int pairs[3];
+    for (int region = 0, start = 0, room = kLines / 2; region < regions; ++region) {
+        pairs[region] = std::clamp((end[region] - start + 1) / 2, 0, room);
+        room -= pairs[region];
+        start = end[region];
+    }
 
     BitPosition position{*ppBitStream, *pOffset};
     const auto moveCursor = [&](Qor64s bits) {
         *ppBitStream += bits >> 3;
         *pOffset = Qor32s(bits & 7);
     };
-    int line = 0, start = 0;
-    for (int region = 0; region < regions; start = end[region++]) {
+    int line = 0;
+    for (int region = 0; region < regions; ++region) {
         if (outside(side.table_select[region], 0, 31)) {
             moveCursor(position.bits);
             return qorStsMp3SideInfoErr;
         }
-        const int pairs = std::min((end[region] - start + 1) / 2, (kLines - line) / 2);
-        if (pairs <= 0) continue;
-        position = _sHuffmanGetPairs_MP3(position, pDstIs + line, pairs, side.table_select[region]);
-        line += 2 * pairs;
+        int bitsBehind = 0;
+        for (int r = region + 1; r < regions && !outside(side.table_select[r], 0, 31); ++r)
+            if (_pHfPTable[side.table_select[r]].entries) bitsBehind += pairs[r];
+        position = _sHuffmanGetPairs_MP3(position, bitsBehind, pDstIs + line, pairs[region],
+                                         side.table_select[region]);
+        line += 2 * pairs[region];
     }
 
     const int budget = int(hufSize - (position.bits - *pOffset));
