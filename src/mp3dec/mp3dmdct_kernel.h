@@ -1,8 +1,18 @@
 // The inverse MDCT of MP3 in vectors of one instruction level; see frame/levels.h.
 
-typedef Qor32u UnsignedInt8 __attribute__((vector_size(32)));
+typedef Qor32u UInt8 __attribute__((vector_size(32)));
 
-static QORAC_INLINE void storeInts(Qor32s* p, const Int8& v) { __builtin_memcpy(p, &v, sizeof v); }
+// The first `count` of eight integers; zeros stand for the others.
+template <int count>
+static QORAC_INLINE UInt8 loadInts(const Qor32s* p) {
+    UInt8 v{};
+    __builtin_memcpy(&v, p, count * sizeof *p);
+    return v;
+}
+template <int count, typename Vector>
+static QORAC_INLINE void storeInts(Qor32s* p, const Vector& v) {
+    __builtin_memcpy(p, &v, count * sizeof *p);
+}
 
 // --- alias reduction --------------------------------------------------------------------------
 
@@ -13,8 +23,8 @@ static void ownpmp3_AliasReduce_32s_I(Qor32s* pSrcXr, int n) {
         Qor32s* const hiLines = pSrcXr + boundary * kSubbandLines;
         const Real8 lo = 2 * reverse(convertInt8(hiLines - 8));
         const Real8 hi = 2 * convertInt8(hiLines);
-        storeInts(hiLines - 8, roundToInt(reverse(lo * cs - hi * ca)));
-        storeInts(hiLines, roundToInt(hi * cs + lo * ca));
+        storeInts<8>(hiLines - 8, roundToInt(reverse(lo * cs - hi * ca)));
+        storeInts<8>(hiLines, roundToInt(hi * cs + lo * ca));
     }
 }
 
@@ -28,17 +38,17 @@ struct Values {
 // The sums of neighbouring lines with which a long transform starts. 24 are stored, of which 18
 // count.
 static QORAC_INLINE void addNeighbours(const Qor32s* pSrc, Qor64f* sum) {
-    constexpr UnsignedInt8 kOdd = {0, ~0u, 0, ~0u, 0, ~0u, 0, ~0u};
-    Qor32u line[32] = {}, pair[32] = {};  // from 2 on
-    __builtin_memcpy(line + 2, pSrc, kSubbandLines * sizeof(Qor32s));
-    for (int i = 2; i < 26; ++i) pair[i] = line[i] + line[i - 1];
-    for (int i = 0; i < 24; i += 8) {
-        UnsignedInt8 here, twoBefore;
-        __builtin_memcpy(&here, pair + 2 + i, sizeof here);
-        __builtin_memcpy(&twoBefore, pair + i, sizeof twoBefore);
-        here += twoBefore & kOdd;
-        const Real8 exact = __builtin_convertvector(Int8(here), Real8);
+    constexpr UInt8 kOdd = {0, ~0u, 0, ~0u, 0, ~0u, 0, ~0u};
+    UInt8 before{}, pairsBefore{};
+    for (int i = 0; i < kSubbandLines; i += 8) {
+        const UInt8 line = i < 16 ? loadInts<8>(pSrc + i) : loadInts<2>(pSrc + i);
+        const UInt8 pairs =
+            line + __builtin_shufflevector(before, line, 7, 8, 9, 10, 11, 12, 13, 14);
+        const UInt8 two = __builtin_shufflevector(pairsBefore, pairs, 6, 7, 8, 9, 10, 11, 12, 13);
+        const Real8 exact = __builtin_convertvector(Int8(pairs + (two & kOdd)), Real8);
         __builtin_memcpy(sum + i, &exact, sizeof exact);
+        before = line;
+        pairsBefore = pairs;
     }
 }
 
@@ -89,16 +99,11 @@ static QORAC_INLINE void inverseTransform(const Qor32s* pSrc, int blockType, Val
         ownpmp3_DCTInv_36_32s<1>(pSrc, kWindows.type[blockType], values);
 }
 
-static QORAC_INLINE void roundValues(const Values& values, Qor32s* y) {
-    for (int v = 0; v < 5; ++v) storeInts(y + 8 * v, roundToInt(values.y[v]));
-}
-
 static void transformOne(const Qor32s* pSrc, Qor32s* pDst, int blockType) {
     Values values;
     inverseTransform(pSrc, blockType, &values);
-    Qor32s y[40];
-    roundValues(values, y);
-    __builtin_memcpy(pDst, y, 36 * sizeof(Qor32s));
+    for (int v = 0; v < 4; ++v) storeInts<8>(pDst + 8 * v, roundToInt(values.y[v]));
+    storeInts<4>(pDst + 32, roundToInt(values.y[4]));
 }
 
 // --- overlap ----------------------------------------------------------------------------------
@@ -107,19 +112,17 @@ static void transformOne(const Qor32s* pSrc, Qor32s* pDst, int blockType) {
 // negated, and keeps the second half. 24 samples are stored, of which 18 count.
 static QORAC_INLINE void overlapAdd(const Values& values, Qor32s* overlap, Qor32s* sample,
                                     int subband) {
-    constexpr UnsignedInt8 kOddSamples = {0, ~0u, 0, ~0u, 0, ~0u, 0, ~0u};
-    const UnsignedInt8 negate = subband & 1 ? kOddSamples : UnsignedInt8{};
-    Qor32s y[40], former[24] = {};
-    roundValues(values, y);
-    __builtin_memcpy(former, overlap, kSubbandLines * sizeof(Qor32s));
-    for (int t = 0; t < 24; t += 8) {
-        UnsignedInt8 z, old;
-        __builtin_memcpy(&z, y + t, sizeof z);
-        __builtin_memcpy(&old, former + t, sizeof old);
-        z = ((z + old) ^ negate) - negate;
-        __builtin_memcpy(sample + t, &z, sizeof z);
-    }
-    __builtin_memcpy(overlap, y + kSubbandLines, kSubbandLines * sizeof(Qor32s));
+    constexpr UInt8 kOddSamples = {0, ~0u, 0, ~0u, 0, ~0u, 0, ~0u};
+    const UInt8 negate = subband & 1 ? kOddSamples : UInt8{};
+    UInt8 y[5];
+    for (int v = 0; v < 5; ++v) y[v] = UInt8(roundToInt(values.y[v]));
+    const UInt8 former[3] = {loadInts<8>(overlap), loadInts<8>(overlap + 8),
+                             loadInts<2>(overlap + 16)};
+    for (int v = 0; v < 3; ++v)
+        storeInts<8>(sample + 8 * v, ((y[v] + former[v]) ^ negate) - negate);
+    storeInts<8>(overlap, __builtin_shufflevector(y[2], y[3], 2, 3, 4, 5, 6, 7, 8, 9));
+    storeInts<8>(overlap + 8, __builtin_shufflevector(y[3], y[4], 2, 3, 4, 5, 6, 7, 8, 9));
+    storeInts<2>(overlap + 16, __builtin_shufflevector(y[4], y[4], 2, 3, 4, 5, 6, 7, 0, 1));
 }
 
 // The first `used` sub-bands are transformed, those up to `end` drain their overlap, the rest is 0.
@@ -130,14 +133,18 @@ static void synthesize(const Qor32s* pSrcXr, Qor32s* pDstY, Qor32s* pSrcDstOverl
         const int last = end - first < kGroup ? end : first + kGroup;
         Qor32s sample[kGroup][24];
         for (int s = first; s < last; s += 2) {
-            Values values[2] = {};
+            Values values[2];
             const Qor32s* const lines = pSrcXr + kSubbandLines * s;
             const int type = mixedBlock && s < 2 ? 0 : blockType;
             if (type != kShort && s + 1 < used) {
                 ownpmp3_DCTInv_36_32s<2>(lines, kWindows.type[type], values);
             } else {
-                if (s < used) inverseTransform(lines, type, values);
-                if (s + 1 < used) inverseTransform(lines + kSubbandLines, type, values + 1);
+                for (int i = 0; i < 2; ++i) {
+                    if (s + i < used)
+                        inverseTransform(lines + kSubbandLines * i, type, values + i);
+                    else
+                        values[i] = {};
+                }
             }
             for (int i = 0; i < 2 && s + i < last; ++i)
                 overlapAdd(values[i], pSrcDstOverlapAdd + kSubbandLines * (s + i),
