@@ -180,14 +180,14 @@ struct PairDestination {
     PairDestination(Qor32fc* p, Qor32f factor)
         : data(reinterpret_cast<Qor32f*>(p)), scale(factor) {}
 
-    template <typename V>
+    template <typename Order = NaturalOrder, typename V>
     QORAC_INLINE void store(std::ptrdiff_t n, Complex<V> x) const {
         constexpr int lanes = kLanes<V>;
         if constexpr (scaled) x = {x.re * scale, x.im * scale};
         Complex<V> y = parts<exchanged>(x.re, x.im);
         if constexpr (lanes > 1) {
-            y = {shuffle<Interleave<lanes, 1, false>>(y.re, y.im),
-                 shuffle<Interleave<lanes, 1, true>>(y.re, y.im)};
+            y = {shuffle<Ordered<Interleave<lanes, 1, false>, Order, lanes>>(y.re, y.im),
+                 shuffle<Ordered<Interleave<lanes, 1, true>, Order, lanes>>(y.re, y.im)};
         }
         fft::store(data + 2 * n, y.re);
         fft::store(data + 2 * n + lanes, y.im);
@@ -217,9 +217,12 @@ struct SplitDestination {
     Qor32f* im;
     Qor32f scale;
 
-    template <typename V>
+    template <typename Order = NaturalOrder, typename V>
     QORAC_INLINE void store(std::ptrdiff_t n, Complex<V> x) const {
         if constexpr (scaled) x = {x.re * scale, x.im * scale};
+        if constexpr (!std::is_same_v<Order, NaturalOrder>) {
+            x = {shuffle<Order>(x.re, x.re), shuffle<Order>(x.im, x.im)};
+        }
         fft::store(re + n, x.re);
         fft::store(im + n, x.im);
     }
@@ -256,6 +259,12 @@ struct ScaledRuns {
         runs.store(n, Complex<V>{x.re * scale, x.im * scale});
     }
 };
+
+template <int bit, typename V>
+QORAC_INLINE void exchange(Complex<V>& a, Complex<V>& b) {
+    exchange<bit>(a.re, b.re);
+    exchange<bit>(a.im, b.im);
+}
 
 // --- passes -------------------------------------------------------------------------------------
 
@@ -409,12 +418,111 @@ QORAC_INLINE void transform(const FftCore& core, Source source, Destination dest
     finish<V>(stages, core.order, work, destination);
 }
 
+// Orders 6 to 8 in vectors of 16 lanes, whose columns alone would not fill them. The whole
+// transform stands in rows of consecutive numbers; before each stage the bits of the index that it
+// works on change from the lane number to the row number.
+//
+// Behind the second stage the four bits of a lane are, from the top: bits 0 and 1 of the place in
+// the block of 4, then bits 3 and 2 of the place in the block of 16.
+struct ShortOrder {  // the lane of place k
+    static constexpr int at(int k) { return (k & 1) << 3 | (k & 2) << 1 | k >> 2; }
+};
+struct ShortPlaces {  // the place in lane i
+    static constexpr int at(int i) { return (i & 3) << 2 | (i & 4) >> 1 | i >> 3; }
+};
+
+template <int radix, typename V, typename Destination>
+QORAC_INLINE void lastShortStage(Complex<V>* x, const Qor32f* pTwd, std::ptrdiff_t first,
+                                 std::ptrdiff_t span, Destination destination) {
+    Complex<V> w[radix];
+    loadTwiddles<radix>(pTwd + first * 2 * (radix - 1), w);
+    unrolled<radix - 1>([&](auto m) QORAC_INLINE_BODY {
+        w[m + 1] = {shuffle<ShortPlaces>(w[m + 1].re, w[m + 1].re),
+                    shuffle<ShortPlaces>(w[m + 1].im, w[m + 1].im)};
+    });
+    butterfly<radix>(x, w);
+    unrolled<radix>([&](auto q) QORAC_INLINE_BODY {
+        destination.template store<ShortOrder>(first + q * span, x[q]);
+    });
+}
+
+template <int order, typename Source, typename Destination>
+QORAC_INLINE void shortTransform(const FftCore& core, Source source, Destination destination) {
+    using V = Vec<16>;
+    constexpr int groups = 1 << (order - 6), radix = order == 8 ? 8 : 4;
+    const Qor32f* const pTwd = core.pTwd + 8 * (radix - 1);
+    // Radix 4: row 4 g + b, block g in bit-reversed order of those that a row number can tell.
+    Complex<V> x[4 * groups];
+    unrolled<groups>([&](auto g) QORAC_INLINE_BODY {
+        unrolled<4>([&](auto p) QORAC_INLINE_BODY {
+            x[4 * g + p] =
+                source.template load<V>(16 * (groups * reversed(p, 2) + reversed(g, order - 6)));
+        });
+        dft<4, 1>(x + 4 * g);
+    });
+    const auto twiddles = [&](auto set, Complex<V>* w) QORAC_INLINE_BODY {
+        unrolled<radix>([&](auto m) QORAC_INLINE_BODY {
+            w[m] = {load<V>(kShortTwiddles<order>.re[set][m]),
+                    load<V>(kShortTwiddles<order>.im[set][m])};
+        });
+    };
+    Complex<V> w[radix];
+    if constexpr (order == 6) {
+        exchange<8>(x[0], x[1]), exchange<8>(x[2], x[3]);
+        exchange<4>(x[0], x[2]), exchange<4>(x[1], x[3]);
+        twiddles(std::integral_constant<int, 0>(), w);
+        butterfly<4>(x, w);
+        exchange<1>(x[0], x[1]), exchange<1>(x[2], x[3]);
+        exchange<2>(x[0], x[2]), exchange<2>(x[1], x[3]);
+        Complex<V> y[4] = {x[0], x[2], x[1], x[3]};
+        lastShortStage<4>(y, pTwd, 0, 16, destination);
+    } else {
+        // Rows b and b + 1 exchange the bit with the top one of the lane; the other bit of b tells
+        // two sets of butterflies apart.
+        Complex<V> y[2][radix];
+        unrolled<2>([&](auto set) QORAC_INLINE_BODY {
+            unrolled<groups>([&](auto g) QORAC_INLINE_BODY {
+                y[set][g] = x[4 * g + 2 * set];
+                y[set][g + groups] = x[4 * g + 2 * set + 1];
+                exchange<8>(y[set][g], y[set][g + groups]);
+            });
+            twiddles(set, w);
+            butterfly<radix>(y[set], w);
+        });
+        unrolled<radix>([&](auto q) QORAC_INLINE_BODY { exchange<4>(y[0][q], y[1][q]); });
+        unrolled<radix / 2>([&](auto i) QORAC_INLINE_BODY {
+            constexpr int q = i / 2 * 4 + i % 2;
+            exchange<2>(y[0][q], y[0][q + 2]), exchange<2>(y[1][q], y[1][q + 2]);
+        });
+        unrolled<radix / 2>([&](auto i) QORAC_INLINE_BODY {
+            exchange<1>(y[0][2 * i], y[0][2 * i + 1]), exchange<1>(y[1][2 * i], y[1][2 * i + 1]);
+        });
+        unrolled<radix / 4>([&](auto part) QORAC_INLINE_BODY {
+            Complex<V> z[8];
+            unrolled<8>([&](auto p) QORAC_INLINE_BODY {
+                constexpr int c = reversed(p, 3);
+                z[p] = y[c / 4][4 * part + c % 4];
+            });
+            lastShortStage<8>(z, pTwd, 16 * part, 4 * radix, destination);
+        });
+    }
+}
+
 // As many lanes as the order fills.
 template <typename Source, typename Destination>
 QORAC_INLINE void transform(const FftCore& core, Source source, Destination destination,
                             Runs work) {
     if constexpr (kMaxLanes >= 16) {
-        if (core.order >= 9) return transform<Vec<16>>(core, source, destination, work);
+        switch (core.order) {
+            case 6:
+                return shortTransform<6>(core, source, destination);
+            case 7:
+                return shortTransform<7>(core, source, destination);
+            case 8:
+                return shortTransform<8>(core, source, destination);
+            default:
+                return transform<Vec<16>>(core, source, destination, work);
+        }
     }
     if constexpr (kMaxLanes >= 8) {
         if (core.order >= 7) return transform<Vec<8>>(core, source, destination, work);

@@ -102,6 +102,33 @@ struct PairOrder {
     static constexpr int at(int i) { return pairOrder<lanes>(i); }
 };
 
+// The pattern of vectors whose element i stands in lane Order::at(i).
+template <typename Pattern, typename Order, int lanes>
+struct Ordered {
+    static constexpr int at(int i) {
+        return Order::at(Pattern::at(i) % lanes) + Pattern::at(i) / lanes * lanes;
+    }
+};
+struct NaturalOrder {
+    static constexpr int at(int i) { return i; }
+};
+
+// The lanes whose number has (upper) or lacks the bit, of a and of b in turn.
+template <int lanes, int bit, bool upper>
+struct LanesWithBit {
+    static constexpr int at(int i) {
+        return ((i & bit) != 0 ? lanes : 0) + (upper ? i | bit : i & ~bit);
+    }
+};
+
+// Exchanges a bit of the lane number with the bit of the row number in which a and b differ.
+template <int bit, typename V>
+QORAC_INLINE void exchange(V& a, V& b) {
+    const V low = shuffle<LanesWithBit<kLanes<V>, bit, false>>(a, b);
+    b = shuffle<LanesWithBit<kLanes<V>, bit, true>>(a, b);
+    a = low;
+}
+
 // Even or odd elements of a followed by b, from the last to the first.
 template <int lanes, int parity>
 struct EverySecondReversed {

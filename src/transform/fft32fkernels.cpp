@@ -56,6 +56,27 @@ struct LastStageTwiddles {
 template <int order>
 constexpr LastStageTwiddles<order> kLastStageTwiddles;
 
+// The same for m from 0 in the second stage of the orders that stand in rows of 16: lane i of set s
+// holds butterfly i / 8 + 2 s or, in order 6, whose lanes tell all four apart, with bit 2 as well.
+template <int order>
+struct ShortTwiddles {
+    alignas(64) Qor32f re[2][8][16], im[2][8][16];
+
+    consteval ShortTwiddles() : re(), im() {
+        for (int set = 0; set < 2; ++set) {
+            for (int m = 0; m < 8; ++m) {
+                for (int i = 0; i < 16; ++i) {
+                    const int b = i / 8 + 2 * (order == 6 ? i / 4 % 2 : set);
+                    re[set][m][i] = kRoots32.re[(order == 8 ? 1 : 2) * b * m % 32];
+                    im[set][m][i] = kRoots32.im[(order == 8 ? 1 : 2) * b * m % 32];
+                }
+            }
+        }
+    }
+};
+template <int order>
+[[maybe_unused]] constexpr ShortTwiddles<order> kShortTwiddles;
+
 // The stages behind the first pass.
 struct Stages {
     struct Stage {
