@@ -36,7 +36,21 @@ struct MdctSpec {
 struct QorsMDCTFwdSpec_32f : qorac::MdctSpec {};
 struct QorsMDCTInvSpec_32f : qorac::MdctSpec {};
 
+#define QORAC_KERNEL "transform/mdct_kernel.h"
+#include "frame/levels.h"
+
 namespace qorac {
+
+QORAC_BIND(void, qors_MDCTFwdPreProcPow2_32f,
+           (const Qor32f* x, Qor32fc* z, const Qor32f* pTwiddle, Qor32s q), (x, z, pTwiddle, q))
+QORAC_BIND(void, qors_MDCTFwdPostProcPow2_32f,
+           (const Qor32fc* z, Qor32f* pDst, const Qor32f* pTwiddle, Qor32s q),
+           (z, pDst, pTwiddle, q))
+QORAC_BIND(void, qors_MDCTInvPreProcPow2_32f,
+           (const Qor32f* pSrc, Qor32fc* z, const Qor32f* pTwiddle, Qor32s q),
+           (pSrc, z, pTwiddle, q))
+QORAC_BIND(void, qors_MDCTInvPostProcPow2_32f,
+           (const Qor32fc* z, Qor32f* y, const Qor32f* pTwiddle, Qor32s q), (z, y, pTwiddle, q))
 
 namespace {
 
@@ -45,102 +59,6 @@ constexpr int kAlignment = 32;
 
 constexpr bool isLayer3Length(Qor32s len) { return len == 12 || len == 36; }
 constexpr bool isMdctLength(Qor32s len) { return isLayer3Length(len) || isMdctPowerOfTwo(len); }
-
-// --- eight lanes, four pairs of complex values ------------------------------------------------
-
-// The powers of two take the complex values i and i' = q - 1 - i together, four i at a time. Lanes
-// 2t belong to value i + t, lanes 2t + 1 to its mirror.
-using Lanes = Qor32f __attribute__((vector_size(32)));
-constexpr int kLanes = 8, kPairs = kLanes / 2;
-
-QORAC_INLINE Lanes load(const Qor32f* p) {
-    Lanes v;
-    __builtin_memcpy(&v, p, sizeof v);
-    return v;
-}
-QORAC_INLINE void store(Qor32f* p, const Lanes& v) { __builtin_memcpy(p, &v, sizeof v); }
-QORAC_INLINE Lanes reversed(const Lanes& v) {
-    return __builtin_shufflevector(v, v, 7, 6, 5, 4, 3, 2, 1, 0);
-}
-QORAC_INLINE Lanes oddNegated(const Lanes& v) {
-    return __builtin_shufflevector(v, -v, 0, 9, 2, 11, 4, 13, 6, 15);
-}
-
-// Twiddles g cos t, g sin t of four pairs: cos of i beside sin of i', and sin of i beside cos of
-// i'.
-struct Twiddles {
-    Lanes cosSin, sinCos;
-};
-QORAC_INLINE Twiddles loadTwiddles(const Qor32f* pTwiddle, Qor32s i) {
-    return {load(pTwiddle + 4 * i), load(pTwiddle + 4 * i + kLanes)};
-}
-
-// The pairs of complex values a + jb, in lanes.
-struct Pairs {
-    Lanes a, b;
-};
-QORAC_INLINE Pairs loadPairs(const Qor32fc* z, Qor32s q, Qor32s i) {
-    const Lanes front = load(&z[i].re), back = load(&z[q - kPairs - i].re);
-    return {__builtin_shufflevector(front, back, 0, 14, 2, 12, 4, 10, 6, 8),
-            __builtin_shufflevector(front, back, 1, 15, 3, 13, 5, 11, 7, 9)};
-}
-QORAC_INLINE void storePairs(Qor32fc* z, Qor32s q, Qor32s i, const Lanes& a, const Lanes& b) {
-    store(&z[i].re, __builtin_shufflevector(a, b, 0, 8, 2, 10, 4, 12, 6, 14));
-    store(&z[q - kPairs - i].re, __builtin_shufflevector(a, b, 7, 15, 5, 13, 3, 11, 1, 9));
-}
-
-// Stores the values (u + jv) exp(-j t), given u of i beside v of i', and v of i beside u of i'.
-QORAC_INLINE void rotateIn(Qor32fc* z, Qor32s q, Qor32s i, const Pairs& uv, const Twiddles& w) {
-    storePairs(z, q, i, w.cosSin * uv.a + w.sinCos * uv.b,
-               oddNegated(w.cosSin * uv.b - w.sinCos * uv.a));
-}
-
-// Of the values (a + jb) exp(-j t) the real part of i beside the negative imaginary part of i', and
-// the negative imaginary part of i beside the real part of i'.
-QORAC_INLINE Pairs rotateOut(const Qor32fc* z, Qor32s q, Qor32s i, const Twiddles& w) {
-    const Pairs p = loadPairs(z, q, i);
-    const Lanes b = oddNegated(p.b);
-    return {w.cosSin * p.a + w.sinCos * b, w.sinCos * p.a - w.cosSin * b};
-}
-
-QORAC_CLONES void qors_MDCTFwdPreProcPow2_32f(const Qor32f* x, Qor32fc* z, const Qor32f* pTwiddle,
-                                              Qor32s q) {
-    for (Qor32s i = 0; i < q / 2; i += kPairs) {
-        const Lanes uv = -load(x + 3 * q + 2 * i) - reversed(load(x + 3 * q - kLanes - 2 * i));
-        const Lanes vu = reversed(load(x + q - kLanes - 2 * i)) - load(x + q + 2 * i);
-        rotateIn(z, q, i, {uv, vu}, loadTwiddles(pTwiddle, i));
-    }
-}
-
-QORAC_CLONES void qors_MDCTFwdPostProcPow2_32f(const Qor32fc* z, Qor32f* pDst,
-                                               const Qor32f* pTwiddle, Qor32s q) {
-    for (Qor32s i = 0; i < q / 2; i += kPairs) {
-        const Pairs out = rotateOut(z, q, i, loadTwiddles(pTwiddle, i));
-        store(pDst + 2 * i, out.a);
-        store(pDst + 2 * q - kLanes - 2 * i, reversed(out.b));
-    }
-}
-
-QORAC_CLONES void qors_MDCTInvPreProcPow2_32f(const Qor32f* pSrc, Qor32fc* z,
-                                              const Qor32f* pTwiddle, Qor32s q) {
-    for (Qor32s i = 0; i < q / 2; i += kPairs) {
-        const Lanes uv = load(pSrc + 2 * i);
-        const Lanes vu = reversed(load(pSrc + 2 * q - kLanes - 2 * i));
-        rotateIn(z, q, i, {uv, vu}, loadTwiddles(pTwiddle, i));
-    }
-}
-
-// The second quarter is the first one reversed and negated, the fourth the third one reversed.
-QORAC_CLONES void qors_MDCTInvPostProcPow2_32f(const Qor32fc* z, Qor32f* y, const Qor32f* pTwiddle,
-                                               Qor32s q) {
-    for (Qor32s i = 0; i < q / 2; i += kPairs) {
-        const Pairs out = rotateOut(z, q, i, loadTwiddles(pTwiddle, i));
-        store(y + q - kLanes - 2 * i, reversed(out.b));
-        store(y + q + 2 * i, -out.b);
-        store(y + 3 * q - kLanes - 2 * i, reversed(-out.a));
-        store(y + 3 * q + 2 * i, -out.a);
-    }
-}
 
 // --- lengths 12 and 36 ------------------------------------------------------------------------
 
@@ -184,11 +102,18 @@ QORAC_INLINE Qor32fc rotate(Qor32fc z, const Qor32f* pTwiddle, int i) {
     return z * Qor32fc{pTwiddle[2 * i + 1], -pTwiddle[2 * i]};
 }
 
+// Complex value i of the block folded by the symmetries of its cosines.
+QORAC_INLINE Qor32fc foldValue(const Qor32f* x, int len, int i) {
+    const int q = len / 4, j = 2 * i;
+    if (i < (q + 1) / 2) return {-x[len - q + j] - x[len - q - j - 1], x[q - j - 1] - x[q + j]};
+    return {x[j - q] - x[len - q - j - 1], -x[len + q - j - 1] - x[q + j]};
+}
+
 template <int len>
 QORAC_INLINE void forwardLayer3(const Qor32f* x, Qor32f* pDst, const Qor32f* pTwiddle) {
     constexpr int q = len / 4;
     Qor32fc z[q];
-    for (int i = 0; i < q; ++i) z[i] = rotate(mdctFold<Qor32fc>(x, len, i), pTwiddle, i);
+    for (int i = 0; i < q; ++i) z[i] = rotate(foldValue(x, len, i), pTwiddle, i);
     if constexpr (q == 3)
         dft3(z, 1);
     else
@@ -292,7 +217,8 @@ constexpr Direction kForward = {kForwardId, forwardGain, transformLayer3Forward,
 constexpr Direction kInverse = {kInverseId, inverseGain, transformLayer3Inverse,
                                 qors_MDCTInvPreProcPow2_32f, qors_MDCTInvPostProcPow2_32f};
 
-// The factors g sin t and g cos t of each complex value, for the powers of two in the order of use.
+// The factors g sin t and g cos t of each complex value: in pairs for 12 and 36, else as the
+// vectors of the powers of two take them.
 void initTwiddles(Qor32f* pTwiddle, const Direction& direction, Qor32s len) {
     const Qor32s q = len / 4;
     const double gain = direction.gain(len);
@@ -303,12 +229,7 @@ void initTwiddles(Qor32f* pTwiddle, const Direction& direction, Qor32s len) {
             pTwiddle[2 * i] = sine;
             pTwiddle[2 * i + 1] = cosine;
         } else {
-            const bool mirror = i >= q / 2;
-            const Qor32s pair = mirror ? q - 1 - i : i;
-            Qor32f* const group =
-                pTwiddle + 4 * (pair & ~(kPairs - 1)) + 2 * (pair % kPairs) + mirror;
-            group[0] = mirror ? sine : cosine;
-            group[kLanes] = mirror ? cosine : sine;
+            storeMdctTwiddle(pTwiddle, q, i, sine, cosine);
         }
     }
 }

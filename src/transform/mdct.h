@@ -1,4 +1,4 @@
-// What the MDCTs of floats and of 16-bit data share: lengths and the fold of a block.
+// What the MDCTs of floats and of 16-bit data share: lengths and twiddles.
 //
 // N is the length of a block in time, N/2 the number of coefficients, q = N/4 the length of the
 // complex transform inside.
@@ -26,12 +26,15 @@ constexpr double mdctAngle(Qor32s i, Qor32s len) {
     return (i + 0.125) * 2 * 3.14159265358979323846 / len;
 }
 
-// Complex value i of the block folded by the symmetries of its cosines, before the rotation.
-template <typename Folded, typename Sample>
-QORAC_INLINE Folded mdctFold(const Sample* x, Qor32s len, Qor32s i) {
-    const Qor32s q = len / 4, j = 2 * i;
-    if (i < (q + 1) / 2) return {-x[len - q + j] - x[len - q - j - 1], x[q - j - 1] - x[q + j]};
-    return {x[j - q] - x[len - q - j - 1], -x[len + q - j - 1] - x[q + j]};
+// Stores the twiddle factors of complex value i where the vectors take them. A vector holds value i
+// beside its mirror i' = q - 1 - i: in the first half of the table the cosine of i beside the sine
+// of i', in the second half the sine of i beside the cosine of i'.
+template <typename T>
+void storeMdctTwiddle(T* pTwiddle, Qor32s q, Qor32s i, T sine, T cosine) {
+    const bool mirror = i >= q / 2;
+    const Qor32s at = mirror ? 2 * (q - 1 - i) + 1 : 2 * i;
+    pTwiddle[at] = mirror ? sine : cosine;
+    pTwiddle[q + at] = mirror ? cosine : sine;
 }
 
 }  // namespace qorac

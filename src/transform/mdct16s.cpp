@@ -7,6 +7,7 @@
 // taken back at the end, so that quiet blocks keep their low bits. Twiddles are Q14.
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "frame/dispatch.h"
 #include "frame/fixed.h"
@@ -23,11 +24,20 @@ struct QorsMDCTFwdSpec_16s {
     Qor32s bufSize;     // bytes of work memory, with 32 spare for its alignment
     Qor32s order;       // log2(len / 4)
     Qor32s ownsMemory;  // 1: made by InitAlloc
-    Qor16s* pTwiddle;   // sin t, cos t of each complex value
+    Qor16s* pTwiddle;   // N/2 numbers, Q14
     qorac::QorsFFTSpec_C_16sc* pFftSpec;
 };
 
+#define QORAC_KERNEL "transform/mdct16s_kernel.h"
+#include "frame/levels.h"
+
 namespace qorac {
+
+QORAC_BIND(void, ownMDCTFwdPreProc_16s,
+           (const Qor16s* x, Qor16sc* z, const Qor16s* pTwiddle, Qor32s q, int shift),
+           (x, z, pTwiddle, q, shift))
+QORAC_BIND(void, ownMDCTFwdPostProc_16s,
+           (const Qor16sc* z, Qor32s* y, const Qor16s* pTwiddle, Qor32s q), (z, y, pTwiddle, q))
 
 namespace {
 
@@ -46,32 +56,13 @@ int blockShift(int peak) {
     return scaled / 2 < kRotationMargin ? shift + 1 : shift;
 }
 
-// --- rotations --------------------------------------------------------------------------------
-
-void ownMDCTFwdPreProc_16s(const Qor16s* pSrc, Qor16sc* z, const Qor16s* pTwiddle, Qor32s len,
-                           int shift) {
-    const Qor32s round = 1 << (15 - shift);
-    for (Qor32s i = 0; i < len / 4; ++i) {
-        const Qor32sc uv = mdctFold<Qor32sc>(pSrc, len, i);
-        const Qor32s s = pTwiddle[2 * i], c = pTwiddle[2 * i + 1];
-        z[i] = {Qor16s((c * uv.re + round + s * uv.im) >> (16 - shift)),
-                Qor16s((round - s * uv.re + c * uv.im) >> (16 - shift))};
-    }
-}
-
-void ownMDCTFwdPostProc_16s(const Qor16sc* z, Qor32s* y, const Qor16s* pTwiddle, Qor32s len) {
-    for (Qor32s i = 0; i < len / 4; ++i) {
-        const Qor32s s = pTwiddle[2 * i], c = pTwiddle[2 * i + 1];
-        y[2 * i] = c * z[i].re + s * z[i].im;
-        y[len / 2 - 2 * i - 1] = s * z[i].re - c * z[i].im;
-    }
-}
+// --- transform --------------------------------------------------------------------------------
 
 // Work memory: the rotated values, then the scratch of the FFT, whose place the 32-bit results
 // take.
 QorStatus transform(const Qor16s* pSrc, Qor16s* pDst, const QorsMDCTFwdSpec_16s* pSpec,
                     Qor32s scaleFactor, Qor8u* work) {
-    const Qor32s len = pSpec->len;
+    const Qor32s len = pSpec->len, q = len / 4;
     Qor16s min, max;
     qorsMinMax_16s(pSrc, len, &min, &max);
     const int peak = std::max<int>(-min, max);
@@ -79,8 +70,8 @@ QorStatus transform(const Qor16s* pSrc, Qor16s* pDst, const QorsMDCTFwdSpec_16s*
     const int shift = blockShift(peak);
 
     Qor16sc* const z = reinterpret_cast<Qor16sc*>(work);
-    Qor8u* const scratch = reinterpret_cast<Qor8u*>(z + len / 4);
-    ownMDCTFwdPreProc_16s(pSrc, z, pSpec->pTwiddle, len, shift);
+    Qor8u* const scratch = reinterpret_cast<Qor8u*>(z + q);
+    ownMDCTFwdPreProc_16s(pSrc, z, pSpec->pTwiddle, q, shift);
     const QorStatus status =
         qorsFFTFwd_CToC_16sc_Sfs(z, z, pSpec->pFftSpec, pSpec->order + 1, scratch);
     if (status != qorStsNoErr) return status;
@@ -88,7 +79,7 @@ QorStatus transform(const Qor16s* pSrc, Qor16s* pDst, const QorsMDCTFwdSpec_16s*
     // The results carry Q14 of the rotation out, and of the rotation in 2 bits less than the shift,
     // of which the FFT has taken order + 1; the factor 2 of the transform is one bit of them.
     Qor32s* const y = reinterpret_cast<Qor32s*>(scratch);
-    ownMDCTFwdPostProc_16s(z, y, pSpec->pTwiddle, len);
+    ownMDCTFwdPostProc_16s(z, y, pSpec->pTwiddle, q);
     const Qor64s outputShift = Qor64s(scaleFactor) - pSpec->order + shift + 10;
     return qorsConvert_32s16s_Sfs(y, pDst, len / 2,
                                   Qor32s(std::clamp<Qor64s>(outputShift, kMin32s, kMax32s)));
@@ -99,10 +90,10 @@ QorStatus transform(const Qor16s* pSrc, Qor16s* pDst, const QorsMDCTFwdSpec_16s*
 Qor16s q14(double x) { return Qor16s(x * 16384 + 0.5); }
 
 void initTwiddles(Qor16s* pTwiddle, Qor32s len) {
-    for (Qor32s i = 0; i < len / 4; ++i) {
+    const Qor32s q = len / 4;
+    for (Qor32s i = 0; i < q; ++i) {
         const double t = mdctAngle(i, len);
-        pTwiddle[2 * i] = q14(std::sin(t));
-        pTwiddle[2 * i + 1] = q14(std::cos(t));
+        storeMdctTwiddle(pTwiddle, q, i, q14(std::sin(t)), q14(std::cos(t)));
     }
 }
 
