@@ -61,23 +61,54 @@ QORAC_CLONES void convertShiftedUp(const Qor32s* pSrc, Qor16s* pDst, int len, in
     for (int i = 0; i < len; ++i) pDst[i] = saturate16s(saturate16s(pSrc[i]) * (1 << shift));
 }
 
-// A NaN saturates to the low end.
-QORAC_CLONES void convertFloats(const Qor32f* pSrc, Qor16s* pDst, int len, Qor32f scale) {
-    for (int i = 0; i < len; ++i)
-        pDst[i] = Qor16s(roundToEven(std::min(32767.0f, std::max(-32768.0f, pSrc[i] * scale))));
-}
-
 QORAC_CLONES void mulC(Qor32f* pSrcDst, int len, Qor32f val) {
     for (int i = 0; i < len; ++i) pSrcDst[i] *= val;
 }
 
-// Four complex numbers side by side.
 typedef Qor32f Real8 __attribute__((vector_size(32)));
 typedef Qor32u Bits8 __attribute__((vector_size(32)));
+typedef Qor32s Int8 __attribute__((vector_size(32)));
+typedef Qor16s Short8 __attribute__((vector_size(16)));
 
-// The products ac - bd and ad + bc of (a + ib)(c + id). The subtraction is an addition of the
-// negated product: g++ 12 makes one rounding of what alternates subtractions and additions of
-// products, whatever it is told about contraction.
+// What eight lanes do to `count` elements from p on, with a last vector filled up with zeros.
+template <typename V, typename T>
+QORAC_INLINE V loadPart(const T* p, int count) {
+    V v{};
+    if (count >= 8)
+        std::memcpy(&v, p, sizeof v);
+    else
+        std::memcpy(&v, p, sizeof(T) * size_t(count));
+    return v;
+}
+template <typename V, typename T>
+QORAC_INLINE void storePart(T* p, const V& v, int count) {
+    if (count >= 8)
+        std::memcpy(p, &v, sizeof v);
+    else
+        std::memcpy(p, &v, sizeof(T) * size_t(count));
+}
+
+// Nearest integers with ties to even, whatever the caller's rounding mode, saturated to 16 bits; a
+// NaN saturates to the low end. A true comparison is a lane of ones: -1.
+QORAC_INLINE Short8 roundToShorts(Real8 x) {
+    x = x > -32768.0f ? x : Real8{} - 32768.0f;
+    x = x < 32767.0f ? x : Real8{} + 32767.0f;
+    const Int8 towardZero = __builtin_convertvector(x, Int8);
+    const Real8 rest = x - __builtin_convertvector(towardZero, Real8);
+    const Int8 odd = -(towardZero & 1);
+    const Int8 up = (rest > 0.5f) | ((rest == 0.5f) & odd);
+    const Int8 down = (rest < -0.5f) | ((rest == -0.5f) & odd);
+    return __builtin_convertvector(towardZero - up + down, Short8);
+}
+
+QORAC_CLONES void convertFloats(const Qor32f* pSrc, Qor16s* pDst, int len, Qor32f scale) {
+    for (int i = 0; i < len; i += 8)
+        storePart(pDst + i, roundToShorts(loadPart<Real8>(pSrc + i, len - i) * scale), len - i);
+}
+
+// The products ac - bd and ad + bc of (a + ib)(c + id), four side by side. The subtraction is an
+// addition of the negated product: g++ 12 makes one rounding of what alternates subtractions and
+// additions of products, whatever it is told about contraction.
 QORAC_INLINE Real8 mulComplex(const Real8& x, const Real8& y) {
     constexpr Bits8 kNegateReal = {1u << 31, 0, 1u << 31, 0, 1u << 31, 0, 1u << 31, 0};
     const Real8 a = __builtin_shufflevector(x, x, 0, 0, 2, 2, 4, 4, 6, 6);
@@ -88,12 +119,10 @@ QORAC_INLINE Real8 mulComplex(const Real8& x, const Real8& y) {
 
 QORAC_CLONES void mulComplex(const Qor32fc* pSrc1, const Qor32fc* pSrc2, Qor32fc* pDst, int len) {
     for (int i = 0; i < len; i += 4) {
-        const size_t size = sizeof(Qor32fc) * size_t(std::min(len - i, 4));
-        Real8 x{}, y{};
-        std::memcpy(&x, pSrc1 + i, size);
-        std::memcpy(&y, pSrc2 + i, size);
-        const Real8 product = mulComplex(x, y);
-        std::memcpy(pDst + i, &product, size);
+        const int components = 2 * (len - i);
+        const Real8 x = loadPart<Real8>(&pSrc1[i].re, components);
+        const Real8 y = loadPart<Real8>(&pSrc2[i].re, components);
+        storePart(&pDst[i].re, mulComplex(x, y), components);
     }
 }
 
