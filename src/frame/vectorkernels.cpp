@@ -52,8 +52,15 @@ QORAC_CLONES void convertSaturated(const Qor32s* pSrc, Qor16s* pDst, int len) {
     for (int i = 0; i < len; ++i) pDst[i] = saturate16s(pSrc[i]);
 }
 
+// To nearest with ties to even: up when the rest is above a half, or is a half below an odd value.
 QORAC_CLONES void convertRounded(const Qor32s* pSrc, Qor16s* pDst, int len, int shift) {
-    for (int i = 0; i < len; ++i) pDst[i] = saturate16s(shrRound(pSrc[i], shift));
+    const Qor32s half = 1 << (shift - 1), mask = 2 * (half - 1) + 1;
+    for (int i = 0; i < len; ++i) {
+        const Qor32s floor = pSrc[i] >> shift;
+        const Qor32s nearest = floor + ((pSrc[i] & mask) > half - (floor & 1));
+        const Qor32s bounded = nearest < 32767 ? nearest : 32767;
+        pDst[i] = Qor16s(bounded > -32768 ? bounded : -32768);
+    }
 }
 
 // Saturation before the shift as well as behind it gives the value of the exact product.
@@ -70,22 +77,78 @@ typedef Qor32u Bits8 __attribute__((vector_size(32)));
 typedef Qor32s Int8 __attribute__((vector_size(32)));
 typedef Qor16s Short8 __attribute__((vector_size(16)));
 
-// What eight lanes do to `count` elements from p on, with a last vector filled up with zeros.
+template <typename V, typename T>
+QORAC_INLINE V loadVector(const T* p) {
+    V v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+template <typename V, typename T>
+QORAC_INLINE void storeVector(T* p, const V& v) {
+    std::memcpy(p, &v, sizeof v);
+}
+// The first `count` elements, the rest of the vector 0.
 template <typename V, typename T>
 QORAC_INLINE V loadPart(const T* p, int count) {
     V v{};
-    if (count >= 8)
-        std::memcpy(&v, p, sizeof v);
-    else
-        std::memcpy(&v, p, sizeof(T) * size_t(count));
+    std::memcpy(&v, p, sizeof(T) * size_t(count));
     return v;
 }
 template <typename V, typename T>
 QORAC_INLINE void storePart(T* p, const V& v, int count) {
-    if (count >= 8)
-        std::memcpy(p, &v, sizeof v);
-    else
-        std::memcpy(p, &v, sizeof(T) * size_t(count));
+    std::memcpy(p, &v, sizeof(T) * size_t(count));
+}
+
+// Nearest integers with ties to even, whatever the caller's rounding mode, saturated to 16 bits; a
+// NaN saturates to the low end. A true comparison is a lane of ones: -1.
+QORAC_INLINE Short8 roundToShorts(Real8 x) {
+    x = x > -32768.0f ? x : Real8{} - 32768.0f;
+    x = x < 32767.0f ? x : Real8{} + 32767.0f;
+    const Int8 towardZero = __builtin_convertvector(x, Int8);
+    const Real8 rest = x - __builtin_convertvector(towardZero, Real8);
+    const Int8 odd = -(towardZero & 1);
+    const Int8 up = (rest > 0.5f) | ((rest == 0.5f) & odd);
+    const Int8 down = (rest < -0.5f) | ((rest == -0.5f) & odd);
+    return __builtin_convertvector(towardZero - up + down, Short8);
+}
+
+QORAC_CLONES void convertFloats(const Qor32f* pSrc, Qor16s* pDst, int len, Qor32f scale) {
+    int i = 0;
+    for (; i <= len - 8; i += 8)
+        storeVector(pDst + i, roundToShorts(loadVector<Real8>(pSrc + i) * scale));
+    if (i < len)
+        storePart(pDst + i, roundToShorts(loadPart<Real8>(pSrc + i, len - i) * scale), len - i);
+}
+
+QORAC_CLONES void mulC(Qor32f* pSrcDst, int len, Qor32f val) {
+    for (int i = 0; i < len; ++i) pSrcDst[i] *= val;
+}
+
+typedef Qor32f Real8 __attribute__((vector_size(32)));
+typedef Qor32u Bits8 __attribute__((vector_size(32)));
+typedef Qor32s Int8 __attribute__((vector_size(32)));
+typedef Qor16s Short8 __attribute__((vector_size(16)));
+
+template <typename V, typename T>
+QORAC_INLINE V loadVector(const T* p) {
+    V v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+template <typename V, typename T>
+QORAC_INLINE void storeVector(T* p, const V& v) {
+    std::memcpy(p, &v, sizeof v);
+}
+// The first `count` elements, the rest of the vector 0.
+template <typename V, typename T>
+QORAC_INLINE V loadPart(const T* p, int count) {
+    V v{};
+    std::memcpy(&v, p, sizeof(T) * size_t(count));
+    return v;
+}
+template <typename V, typename T>
+QORAC_INLINE void storePart(T* p, const V& v, int count) {
+    std::memcpy(p, &v, sizeof(T) * size_t(count));
 }
 
 // Nearest integers with ties to even, whatever the caller's rounding mode, saturated to 16 bits; a
@@ -118,12 +181,15 @@ QORAC_INLINE Real8 mulComplex(const Real8& x, const Real8& y) {
 }
 
 QORAC_CLONES void mulComplex(const Qor32fc* pSrc1, const Qor32fc* pSrc2, Qor32fc* pDst, int len) {
-    for (int i = 0; i < len; i += 4) {
-        const int components = 2 * (len - i);
-        const Real8 x = loadPart<Real8>(&pSrc1[i].re, components);
-        const Real8 y = loadPart<Real8>(&pSrc2[i].re, components);
-        storePart(&pDst[i].re, mulComplex(x, y), components);
-    }
+    int i = 0;
+    for (; i <= len - 4; i += 4)
+        storeVector(pDst + i,
+                    mulComplex(loadVector<Real8>(pSrc1 + i), loadVector<Real8>(pSrc2 + i)));
+    if (i < len)
+        storePart(
+            pDst + i,
+            mulComplex(loadPart<Real8>(pSrc1 + i, len - i), loadPart<Real8>(pSrc2 + i, len - i)),
+            len - i);
 }
 
 }  // namespace

@@ -293,16 +293,25 @@ QORAC_CLONES void qors_sDctInv_Pow2_32f(const Qor32f* pSrc, Qor32f* pDst,
 
 // --- direct sums ------------------------------------------------------------------------------
 
-// Sum of v[i] cos(2 pi (first + i step) / period), i below count, first and step below the period.
+// Sum of v[i stride] cos(2 pi (first + i step) / period), i below count, first and step below the
+// period. Four terms side by side, each with a running index into the table.
 QORAC_INLINE Qor32f cosineSum(const Qor32f* v, int stride, int count, const Qor32f* pTab, int first,
                               int step, int period) {
-    Qor32f sum = 0.0f;
-    for (int i = 0, index = first; i < count; ++i) {
-        sum += v[i * stride] * pTab[index];
-        index += step;
-        if (index >= period) index -= period;
+    constexpr int kSideBySide = 4;
+    const int stepOfFour = kSideBySide * step % period;
+    Qor32f sum[kSideBySide] = {};
+    int index[kSideBySide] = {first};
+    for (int j = 1; j < kSideBySide; ++j) index[j] = (index[j - 1] + step) % period;
+    int i = 0;
+    for (; i + kSideBySide <= count; i += kSideBySide) {
+        for (int j = 0; j < kSideBySide; ++j) {
+            sum[j] += v[(i + j) * stride] * pTab[index[j]];
+            index[j] += stepOfFour;
+            index[j] -= index[j] >= period ? period : 0;
+        }
     }
-    return sum;
+    for (int j = 0; i + j < count; ++j) sum[j] += v[(i + j) * stride] * pTab[index[j]];
+    return (sum[0] + sum[1]) + (sum[2] + sum[3]);
 }
 
 // With the mirrored samples folded into sums for the even bins and differences for the odd ones.

@@ -17,37 +17,40 @@ static QORAC_INLINE Twiddles<Ints<lanes>> loadTwiddles(const Qor16s* pTwiddle, Q
 
 // --- complex values from both ends of an array ------------------------------------------------
 
-// A value is one lane, its real part in the low half. Values i, i + 1, ... stand in the first half
-// of a vector, the mirrors of ..., i + 1, i in the second.
+// A value is one lane, its real part in the low half.
 template <int lanes>
-struct HalvesFromPairs {
-    static constexpr int at(int i) { return i < lanes / 2 ? 2 * i : 2 * lanes - 1 - 2 * i; }
-};
-template <int lanes>
-struct PairsFromHalves {
-    static constexpr int at(int i) { return i % 2 ? lanes - 1 - i / 2 : i / 2; }
-};
+using Ends = Lanes<Qor32s, lanes / 2>;
+
+template <int lanes, int... lane>
+static QORAC_INLINE Ints<lanes> joinEnds(const Ends<lanes>& front, const Ends<lanes>& back,
+                                         std::integer_sequence<int, lane...>) {
+    return __builtin_shufflevector(front, back, (lane % 2 ? lanes - 1 - lane / 2 : lane / 2)...);
+}
+template <int lanes, int... lane>
+static QORAC_INLINE Ends<lanes> frontOf(const Ints<lanes>& pairs,
+                                        std::integer_sequence<int, lane...>) {
+    return __builtin_shufflevector(pairs, pairs, (2 * lane)...);
+}
+template <int lanes, int... lane>
+static QORAC_INLINE Ends<lanes> backOf(const Ints<lanes>& pairs,
+                                       std::integer_sequence<int, lane...>) {
+    return __builtin_shufflevector(pairs, pairs, (lanes - 1 - 2 * lane)...);
+}
 
 template <int lanes>
 static QORAC_INLINE Pairs<Ints<lanes>> loadValues(const Qor16sc* z, Qor32s q, Qor32s i) {
-    constexpr int half = lanes / 2;
-    Qor16sc both[lanes];
-    __builtin_memcpy(both, z + i, half * sizeof *z);
-    __builtin_memcpy(both + half, z + q - half - i, half * sizeof *z);
-    const auto halves = loadLanes<Ints<lanes>>(both);
-    const auto values = shuffleLanes<PairsFromHalves>(halves, halves);
+    const auto values = joinEnds<lanes>(loadLanes<Ends<lanes>>(z + i),
+                                        loadLanes<Ends<lanes>>(z + q - lanes / 2 - i),
+                                        std::make_integer_sequence<int, lanes>());
     return {values << 16 >> 16, values >> 16};
 }
 template <int lanes>
 static QORAC_INLINE void storeValues(Qor16sc* z, Qor32s q, Qor32s i, const Ints<lanes>& re,
                                      const Ints<lanes>& im) {
-    constexpr int half = lanes / 2;
+    constexpr std::make_integer_sequence<int, lanes / 2> half;
     const Ints<lanes> values = (re & 0xFFFF) | (im << 16);
-    const auto halves = shuffleLanes<HalvesFromPairs>(values, values);
-    Qor16sc both[lanes];
-    storeLanes(both, halves);
-    __builtin_memcpy(z + i, both, half * sizeof *z);
-    __builtin_memcpy(z + q - half - i, both + half, half * sizeof *z);
+    storeLanes(z + i, frontOf<lanes>(values, half));
+    storeLanes(z + q - lanes / 2 - i, backOf<lanes>(values, half));
 }
 
 // --- rotations --------------------------------------------------------------------------------
