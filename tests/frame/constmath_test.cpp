@@ -21,7 +21,7 @@ void expectNear(const std::array<long double, kCount>& table, Argument argument,
 }
 
 template <typename Rule>
-consteval std::array<long double, kCount> tabulate(Rule rule) {
+constexpr std::array<long double, kCount> tabulate(Rule rule) {
     return constmath::makeTable<long double, kCount>(rule);
 }
 
@@ -34,34 +34,40 @@ constexpr long double wide(int k) {
 constexpr long double line(int k) { return (k - 128) * 0.3703125L; }
 constexpr long double angle(int k) { return (k - 128) * constmath::kPi / 36; }
 
+// Built by the compiler, of which this is a test as well.
+constexpr auto sqrts = tabulate([](int k) { return constmath::sqrt(wide(k)); });
+constexpr auto cbrts = tabulate([](int k) { return constmath::cbrt(wide(k)); });
+constexpr auto negative = tabulate([](int k) { return constmath::cbrt(-wide(k)); });
+constexpr auto pow43s = tabulate([](int k) { return constmath::pow43(wide(k)); });
+constexpr auto atans = tabulate([](int k) { return constmath::atan(line(k)); });
+constexpr auto exps = tabulate([](int k) { return constmath::exp(line(k)); });
+constexpr auto tens = tabulate([](int k) { return constmath::exp10(line(k) / 8); });
+constexpr auto logs = tabulate([](int k) { return constmath::log(wide(k)); });
+constexpr auto powers = tabulate([](int k) { return constmath::pow(wide(k), 0.75L); });
+constexpr auto sines = tabulate([](int k) { return constmath::sinPi(k - 128, 36); });
+constexpr auto cosines = tabulate([](int k) { return constmath::cosPi(k - 128, 36); });
+constexpr auto reversed = tabulate([](int k) { return constmath::sinPi(k - 128, -36); });
+constexpr auto tangents = tabulate([](int k) { return constmath::tanPi(2 * k - 257, 72); });
+constexpr auto quarters = tabulate([](int k) { return constmath::exp2Quarter(k - 128); });
+
 TEST(ConstMath, ElementaryFunctions) {
-    constexpr auto sqrts = tabulate([](int k) consteval { return constmath::sqrt(wide(k)); });
     expectNear(
         sqrts, wide, [](long double x) { return std::sqrt(x); }, "sqrt");
-    constexpr auto cbrts = tabulate([](int k) consteval { return constmath::cbrt(wide(k)); });
     expectNear(
         cbrts, wide, [](long double x) { return std::cbrt(x); }, "cbrt");
-    constexpr auto negative = tabulate([](int k) consteval { return constmath::cbrt(-wide(k)); });
     expectNear(
         negative, wide, [](long double x) { return -std::cbrt(x); }, "cbrt of negative");
-    constexpr auto pow43s = tabulate([](int k) consteval { return constmath::pow43(wide(k)); });
     expectNear(
         pow43s, wide, [](long double x) { return x * std::cbrt(x); }, "pow43");
-    constexpr auto atans = tabulate([](int k) consteval { return constmath::atan(line(k)); });
     expectNear(
         atans, line, [](long double x) { return std::atan(x); }, "atan");
     // The argument's reduction costs absolute precision in units of the argument.
-    constexpr auto exps = tabulate([](int k) consteval { return constmath::exp(line(k)); });
     expectNear(
         exps, line, [](long double x) { return std::exp(x); }, "exp", 128);
-    constexpr auto tens = tabulate([](int k) consteval { return constmath::exp10(line(k) / 8); });
     expectNear(
         tens, line, [](long double x) { return std::pow(10.0L, x / 8); }, "exp10", 128);
-    constexpr auto logs = tabulate([](int k) consteval { return constmath::log(wide(k)); });
     expectNear(
         logs, wide, [](long double x) { return std::log(x); }, "log", 64);
-    constexpr auto powers =
-        tabulate([](int k) consteval { return constmath::pow(wide(k), 0.75L); });
     expectNear(
         powers, wide, [](long double x) { return std::pow(x, 0.75L); }, "pow", 128);
 }
@@ -72,13 +78,6 @@ void expectWithin(long double value, long double expected, long double bound, in
 }
 
 TEST(ConstMath, AnglesOnEveryOctant) {
-    constexpr auto sines = tabulate([](int k) consteval { return constmath::sinPi(k - 128, 36); });
-    constexpr auto cosines =
-        tabulate([](int k) consteval { return constmath::cosPi(k - 128, 36); });
-    constexpr auto reversed =
-        tabulate([](int k) consteval { return constmath::sinPi(k - 128, -36); });
-    constexpr auto tangents =
-        tabulate([](int k) consteval { return constmath::tanPi(2 * k - 257, 72); });
     for (int k = 0; k < kCount; ++k) {
         expectWithin(sines[k], std::sin(angle(k)), 0x1p-60L, k);
         expectWithin(cosines[k], std::cos(angle(k)), 0x1p-60L, k);
@@ -93,8 +92,6 @@ TEST(ConstMath, AnglesOnEveryOctant) {
 }
 
 TEST(ConstMath, PowersOfTwoInQuarters) {
-    constexpr auto quarters =
-        tabulate([](int k) consteval { return constmath::exp2Quarter(k - 128); });
     for (int k = 0; k < kCount; ++k) {
         const long double expected = std::exp2((k - 128) / 4.0L);
         expectWithin(quarters[k], expected, 4 * 0x1p-63L * expected, k);
