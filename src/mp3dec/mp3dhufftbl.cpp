@@ -13,21 +13,21 @@ namespace {
 constexpr int kMaxRootBits = 9;
 
 template <std::size_t count>
-consteval int longestCode(const HuffmanCode (&codes)[count]) {
+constexpr int longestCode(const HuffmanCode (&codes)[count]) {
     int longest = 0;
     for (const HuffmanCode& code : codes) longest = code.length > longest ? code.length : longest;
     return longest;
 }
 
 template <std::size_t count>
-consteval int rootBitsOf(const HuffmanCode (&codes)[count]) {
+constexpr int rootBitsOf(const HuffmanCode (&codes)[count]) {
     const int longest = longestCode(codes);
     return longest < kMaxRootBits ? longest : kMaxRootBits;
 }
 
 // Index bits of the second level behind a root index, 0 when there is none.
 template <std::size_t count>
-consteval int secondLevelBits(const HuffmanCode (&codes)[count], int rootBits, unsigned root) {
+constexpr int secondLevelBits(const HuffmanCode (&codes)[count], int rootBits, unsigned root) {
     int bits = 0;
     for (const HuffmanCode& code : codes) {
         const int beyond = code.length - rootBits;
@@ -37,7 +37,7 @@ consteval int secondLevelBits(const HuffmanCode (&codes)[count], int rootBits, u
 }
 
 template <std::size_t count>
-consteval std::size_t lookupSize(const HuffmanCode (&codes)[count]) {
+constexpr std::size_t lookupSize(const HuffmanCode (&codes)[count]) {
     const int rootBits = rootBitsOf(codes);
     std::size_t size = std::size_t(1) << rootBits;
     for (unsigned root = 0; root < 1u << rootBits; ++root)
