@@ -5,17 +5,19 @@
 
 // Sum of the magnitudes of all lanes, in parts that cannot overflow.
 struct Measure {
-    decltype(mulEven(Vec{}, Vec{})) sum = {};
+    using W = decltype(wideOf(Vec{}));
+    W sum = {};
 
     QORAC_INLINE void add(Vec v) {
         const Vec sign = shiftArithmetic(v, 31);
-        const auto magnitudes = decltype(sum)((v ^ sign) - sign);
-        sum += (magnitudes >> 32) + (magnitudes & 0xFFFFFFFF);
+        const W magnitudes = wideOf((v ^ sign) - sign);
+        sum += (magnitudes >> 32) + (magnitudes & broadcast<W>(0xFFFFFFFF));
     }
     QORAC_INLINE Qor64u total() const {
-        Qor64u total = 0;
-        for (int i = 0; i < kLanes<Vec> / 2; ++i) total += sum[i];
-        return total;
+        Qor64u part[sizeof(W) / sizeof(Qor64u)], whole = 0;
+        __builtin_memcpy(part, &sum, sizeof sum);
+        for (Qor64u p : part) whole += p;
+        return whole;
     }
 };
 
@@ -43,8 +45,7 @@ struct HighHalfRounded {
     int p;  // 1 or more
     template <typename W>
     QORAC_INLINE auto operator()(W re, W im) const {
-        const auto v = narrow<32>(re, im);
-        return shiftArithmetic(v + (1u << (p - 1)), p);
+        return shiftArithmetic(narrow<32>(re, im) + broadcast<Vec>(1u << (p - 1)), p);
     }
 };
 
@@ -59,20 +60,13 @@ struct Shifted {
 struct Rounded30 {
     template <typename W>
     QORAC_INLINE auto operator()(W re, W im) const {
-        return narrow<30>(re + 0x20000000, im + 0x20000000);
+        return narrow<30>(re + broadcast<W>(1 << 29), im + broadcast<W>(1 << 29));
     }
 };
 
-// (re + i im) (c - i s) with w = (c, s).
+// The rotation of y by (c - i s) with w = (c, s), the imaginary part negated inside its sum.
 template <typename Form>
-static QORAC_INLINE Vec turn(Vec re, Vec im, Vec w, Form form) {
-    const Vec s = oddToEven(w);
-    return form(mulEven(re, w) + mulEven(im, s), mulEven(im, w) - mulEven(re, s));
-}
-
-// The same with the imaginary part negated inside its sum.
-template <typename Form>
-static QORAC_INLINE Vec turnConjugate(Vec y, Vec w, Form form) {
+static QORAC_INLINE Vec rotateConjugate(Vec y, Vec w, Form form) {
     const Vec s = oddToEven(w), im = oddToEven(y);
     return form(mulEven(y, w) + mulEven(im, s), mulEven(y, s) - mulEven(im, w));
 }
@@ -86,7 +80,7 @@ static QORAC_INLINE Measure preRotateInverse(const Qor32s* x, Qor32s* z) {
     Measure measure;
     for (int i = 0; i < n; i += L) {
         const Vec re = load<Vec>(x + i), im = reverse(load<Vec>(x + n - L - i));
-        const Vec v = turn(re, im, load<Vec>(twiddles<n>() + i), HighHalf{});
+        const Vec v = rotate(re, im, load<Vec>(twiddles<n>() + i), HighHalf{});
         measure.add(v);
         store(z + i, v);
     }
@@ -101,7 +95,7 @@ static QORAC_INLINE void postRotateInverse(const Qor32s* y, Qor32s* x, Form form
     constexpr int L = kLanes<Vec>;
     const auto rotated = [&](int i) {
         const Vec v = load<Vec>(y + i);
-        return turn(v, oddToEven(v), load<Vec>(twiddles<n>() + i), form);
+        return rotate(v, oddToEven(v), load<Vec>(twiddles<n>() + i), form);
     };
     for (int i = 0; i < n / 2; i += L) {
         const Vec up = rotated(n / 2 + i);
@@ -142,7 +136,7 @@ static QORAC_INLINE Measure preRotateForward(const Qor32s* x, Qor32s* z, Form fo
     constexpr int L = kLanes<Vec>;
     Measure measure;
     const auto finish = [&](int i, Vec re, Vec im) {
-        const Vec v = turn(re, im, load<Vec>(twiddles<n>() + i), form);
+        const Vec v = rotate(re, im, load<Vec>(twiddles<n>() + i), form);
         measure.add(v);
         store(z + i, v);
     };
@@ -161,8 +155,8 @@ static QORAC_INLINE void postRotateForward(const Qor32s* y, Qor32s* x, Form form
     constexpr int L = kLanes<Vec>;
     for (int i = 0; i < n / 2; i += L) {
         const int j = n - L - i;
-        const Vec up = turnConjugate(load<Vec>(y + i), load<Vec>(twiddles<n>() + i), form);
-        const Vec down = turnConjugate(load<Vec>(y + j), load<Vec>(twiddles<n>() + j), form);
+        const Vec up = rotateConjugate(load<Vec>(y + i), load<Vec>(twiddles<n>() + i), form);
+        const Vec down = rotateConjugate(load<Vec>(y + j), load<Vec>(twiddles<n>() + j), form);
         store(x + i, merge(up, reversePairs(down)));
         store(x + j, merge(down, reversePairs(up)));
     }

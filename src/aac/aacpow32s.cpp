@@ -74,16 +74,16 @@ QORAC_BIND(int, requantizeInQ0, (const Qor16s* x, Qor32s* y, int len, const Band
 bool ownsReqCore_AAC_I(Qor32s* pSrcDst, int len, Qor32s s) {
     const BandScale scale(s, 3);
     int done = requantizeInQ3(pSrcDst, len, scale);
-    while (done < len && magnitude(pSrcDst[done]) <= kMaxMagnitude) {
+    for (; done < len && magnitude(pSrcDst[done]) <= kMaxMagnitude; ++done)
         pSrcDst[done] = scale(pSrcDst[done]);
-        ++done;
-    }
     return done == len;
 }
 
 // The same in Q0, for any magnitude.
 void ownsReqCore_AAC_16s32s_Sf(const Qor16s* pSrc, Qor32s* pDst, int len, Qor64s s) {
-    if (len > 0) requantizeInQ0(pSrc, pDst, len, BandScale(s, 0));
+    if (len <= 0) return;
+    const BandScale scale(s, 0);
+    for (int i = requantizeInQ0(pSrc, pDst, len, scale); i < len; ++i) pDst[i] = scale(pSrc[i]);
 }
 
 }  // namespace

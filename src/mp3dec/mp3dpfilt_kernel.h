@@ -42,17 +42,14 @@ struct HighSum {
     V even{}, odd{};
 
     QORAC_INLINE void add(const V& u, const V& uOdd, const WindowRow& d, int lane) {
-        even += V(mulEven(u, load<V>(d.value + lane)));
-        odd += V(mulEven(uOdd, load<V>(d.oddToEven + lane)));
+        even += lanesOf(mulEven(u, load<V>(d.value + lane)));
+        odd += lanesOf(mulEven(uOdd, load<V>(d.oddToEven + lane)));
     }
     QORAC_INLINE void subtract(const V& u, const V& uOdd, const WindowRow& d, int lane) {
-        even -= V(mulEven(u, load<V>(d.value + lane)));
-        odd -= V(mulEven(uOdd, load<V>(d.oddToEven + lane)));
+        even -= lanesOf(mulEven(u, load<V>(d.value + lane)));
+        odd -= lanesOf(mulEven(uOdd, load<V>(d.oddToEven + lane)));
     }
-    QORAC_INLINE V result() const {
-        using Wide = decltype(mulEven(even, odd));
-        return narrow<32>(Wide(even), Wide(odd));
-    }
+    QORAC_INLINE V result() const { return narrow<32>(wideOf(even), wideOf(odd)); }
 };
 
 // The sums for outputs 1 to 31, before rounding: lane e of the low sums is output 16 - e, lane e of

@@ -19,6 +19,13 @@ static QORAC_INLINE V rotate135(V v) {
     return timesSqrtHalf(merge(w - v, -(v + w)));
 }
 
+// v (c - i s) with w = (c, s) in Q30, v taken times 4.
+template <typename V>
+static QORAC_INLINE V twiddled(V v, V w) {
+    const auto highHalves = [](auto re, auto im) { return narrow<32>(re, im); };
+    return rotate(v << 2, oddToEven(v << 2), w, highHalves);
+}
+
 // Which of the butterflies in a vector do not multiply by a twiddle.
 enum class Special { none, first, middle, both, eighth };
 
@@ -35,8 +42,8 @@ static QORAC_INLINE void butterflies(Qor32s* z, int lane) {
     const V d = z0 - z2, e = swapPairs(z1 - z3);
     const V minus = merge(d + e, d - e);  // d - i (z1 - z3)
     const V plus = merge(d - e, d + e);   // d + i (z1 - z3)
-    V a = rotate<32>(minus << 2, load<V>(kTwiddles<n>.single + lane));
-    V b = rotate<32>(plus << 2, load<V>(kTwiddles<n>.triple + lane));
+    V a = twiddled(minus, load<V>(kTwiddles<n>.single + lane));
+    V b = twiddled(plus, load<V>(kTwiddles<n>.triple + lane));
     if constexpr (special == Special::first || special == Special::both) {
         a = firstPair(minus, a);
         b = firstPair(plus, b);
@@ -71,17 +78,22 @@ static QORAC_INLINE void stage(Qor32s* z) {
 
 // --- small blocks -----------------------------------------------------------------------------
 
-// v with the lanes negated where the mask is all ones.
-static QORAC_INLINE Vec8 negateWhere(Vec8 mask, Vec8 v) { return (v ^ mask) - mask; }
+// v with the lanes negated that are marked with a 1.
+template <Qor32u... marks>
+static QORAC_INLINE Vec8 negate(Vec8 v) {
+    alignas(32) static constexpr Qor32s mask[8] = {-Qor32s(marks)...};
+    const Vec8 m = load<Vec8>(mask);
+    return (v ^ m) - m;
+}
 
 // A block of 4 points.
 static QORAC_INLINE Vec8 fft4(Vec8 y) {
-    const Vec8 halves = __builtin_shufflevector(y, y, 4, 5, 6, 7, 0, 1, 2, 3);
+    const Vec8 halves = pick<4, 5, 6, 7, 0, 1, 2, 3>(y, y);
     const Vec8 sum = y + halves, difference = y - halves;  // in the lower halves
     // (s0, s0, d0, d0) and (s1, s1, -i d1, -i d1) with s0 = y0 + y2, s1 = y1 + y3, d likewise
-    const Vec8 even = __builtin_shufflevector(sum, difference, 0, 1, 0, 1, 8, 9, 8, 9);
-    const Vec8 odd = __builtin_shufflevector(sum, difference, 2, 3, 2, 3, 11, 10, 11, 10);
-    return even + negateWhere(Vec8{0, 0, ~0u, ~0u, 0, ~0u, ~0u, 0}, odd);
+    const Vec8 even = pick<0, 1, 0, 1, 8, 9, 8, 9>(sum, difference);
+    const Vec8 odd = pick<2, 3, 2, 3, 11, 10, 11, 10>(sum, difference);
+    return even + negate<0, 0, 1, 1, 0, 1, 1, 0>(odd);
 }
 
 // A block of 8 points.
@@ -89,18 +101,17 @@ static QORAC_INLINE void fft8(Qor32s* z, Vec8 z01, Vec8 z23) {
     store(z, fft4(z01 + z23));
     // The butterflies at the offsets 0 and 1, and from their results two blocks of 2 points.
     const Vec8 d = z01 - z23;
-    const Vec8 low = __builtin_shufflevector(d, d, 0, 1, 2, 3, 0, 1, 2, 3);
-    const Vec8 high = __builtin_shufflevector(d, d, 5, 4, 7, 6, 5, 4, 7, 6);
-    const Vec8 v = low + negateWhere(Vec8{0, ~0u, 0, ~0u, ~0u, 0, ~0u, 0}, high);
+    const Vec8 low = pick<0, 1, 2, 3, 0, 1, 2, 3>(d, d);
+    const Vec8 high = pick<5, 4, 7, 6, 5, 4, 7, 6>(d, d);
+    const Vec8 v = low + negate<0, 1, 0, 1, 1, 0, 1, 0>(high);
     // The second and the fourth number are turned by 45 and by 135 degrees.
     const Vec8 w = swapPairs(v);
     const Vec8 sum = v + w, difference = v - w;
     const Vec8 turned = timesSqrtHalf(
-        negateWhere(Vec8{0, 0, 0, 0, 0, 0, ~0u, ~0u},
-                    __builtin_shufflevector(sum, difference, 0, 0, 2, 11, 0, 0, 14, 7)));
-    const Vec8 left = __builtin_shufflevector(v, v, 0, 1, 0, 1, 4, 5, 4, 5);
-    const Vec8 right = __builtin_shufflevector(turned, turned, 2, 3, 2, 3, 6, 7, 6, 7);
-    store(z + 8, left + negateWhere(Vec8{0, 0, ~0u, ~0u, 0, 0, ~0u, ~0u}, right));
+        negate<0, 0, 0, 0, 0, 0, 1, 1>(pick<0, 1, 2, 11, 4, 5, 14, 7>(sum, difference)));
+    const Vec8 left = pick<0, 1, 0, 1, 4, 5, 4, 5>(v, v);
+    const Vec8 right = pick<2, 3, 2, 3, 6, 7, 6, 7>(turned, turned);
+    store(z + 8, left + negate<0, 0, 1, 1, 0, 0, 1, 1>(right));
 }
 
 // --- the tree ---------------------------------------------------------------------------------
@@ -136,14 +147,13 @@ struct Tile {
 static QORAC_INLINE Tile loadTransposed(const Qor32s* z, int stride) {
     const Vec8 a = load<Vec8>(z), b = load<Vec8>(z + 2 * stride);
     const Vec8 c = load<Vec8>(z + stride), d = load<Vec8>(z + 3 * stride);
-    const Vec8 ab02 = __builtin_shufflevector(a, b, 0, 1, 8, 9, 4, 5, 12, 13);
-    const Vec8 ab13 = __builtin_shufflevector(a, b, 2, 3, 10, 11, 6, 7, 14, 15);
-    const Vec8 cd02 = __builtin_shufflevector(c, d, 0, 1, 8, 9, 4, 5, 12, 13);
-    const Vec8 cd13 = __builtin_shufflevector(c, d, 2, 3, 10, 11, 6, 7, 14, 15);
-    return {{__builtin_shufflevector(ab02, cd02, 0, 1, 2, 3, 8, 9, 10, 11),
-             __builtin_shufflevector(ab13, cd13, 0, 1, 2, 3, 8, 9, 10, 11),
-             __builtin_shufflevector(ab02, cd02, 4, 5, 6, 7, 12, 13, 14, 15),
-             __builtin_shufflevector(ab13, cd13, 4, 5, 6, 7, 12, 13, 14, 15)}};
+    const Vec8 ab02 = pick<0, 1, 8, 9, 4, 5, 12, 13>(a, b);
+    const Vec8 ab13 = pick<2, 3, 10, 11, 6, 7, 14, 15>(a, b);
+    const Vec8 cd02 = pick<0, 1, 8, 9, 4, 5, 12, 13>(c, d);
+    const Vec8 cd13 = pick<2, 3, 10, 11, 6, 7, 14, 15>(c, d);
+    return {{pick<0, 1, 2, 3, 8, 9, 10, 11>(ab02, cd02), pick<0, 1, 2, 3, 8, 9, 10, 11>(ab13, cd13),
+             pick<4, 5, 6, 7, 12, 13, 14, 15>(ab02, cd02),
+             pick<4, 5, 6, 7, 12, 13, 14, 15>(ab13, cd13)}};
 }
 
 static QORAC_INLINE void storeTile(Qor32s* z, int stride, const Tile& tile) {
