@@ -42,6 +42,11 @@ constexpr QORAC_INLINE Qor32s mulRound(Qor32s a, Qor32s b, int n) {
     return Qor32s((Qor64s(a) * Qor64s(b) + (Qor64s(1) << (n - 1))) >> n);
 }
 
+// --- halves of a 64-bit value -----------------------------------------------------------------
+
+constexpr QORAC_INLINE Qor32s high32(Qor64s a) { return Qor32s(a >> 32); }
+constexpr QORAC_INLINE Qor32u low32(Qor64s a) { return Qor32u(a); }
+
 // --- saturation -------------------------------------------------------------------------------
 
 constexpr QORAC_INLINE Qor32s saturate32s(Qor64s a) {
@@ -56,6 +61,12 @@ constexpr QORAC_INLINE Qor16s saturate16s(Qor64s a) {
 // The processor's rule for a variable 32-bit shift: the count is taken modulo 32.
 constexpr QORAC_INLINE Qor32u shrMod32(Qor32u a, int n) { return a >> (Qor32u(n) & 31); }
 constexpr QORAC_INLINE Qor32u shlMod32(Qor32u a, int n) { return a << (Qor32u(n) & 31); }
+
+// a / 2^n truncated toward minus infinity, for n from -63 to 63; a negative count shifts left, and
+// what leaves at the top is lost.
+constexpr QORAC_INLINE Qor64s shrEither(Qor64s a, int n) {
+    return n >= 0 ? a >> n : Qor64s(Qor64u(a) << -n);
+}
 
 // a / 2^n rounded to nearest, ties to even; n from 1 to 62 and |a| below 2^62.
 constexpr QORAC_INLINE Qor64s shrRound(Qor64s a, int n) {
