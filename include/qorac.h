@@ -1169,6 +1169,83 @@ QorStatus qorsLtpUpdate_AAC_32s(const Qor32s* pSpectrum, Qor32s* pHistory, Qor32
 
 /* ================================================================ MP3 encoding ============== */
 
+/* --- analysis, psychoacoustics --- */
+
+/*
+ * Polyphase analysis of one time slot (ISO 11172-3 clause 2.4.3.2 and Annex C.1.3).
+ *
+ *   pSrc       the last 512 samples of a channel, oldest first, nChannels apart (a pointer into
+ *              interleaved PCM)
+ *   pDst       32 sub-band samples with 9 fraction bits (a full-scale sine gives about 2^24)
+ *   nChannels  1 or 2
+ *
+ * A granule is 18 calls, pSrc moving on by 32 * nChannels, pDst by 32. The sub-band samples are
+ * within 1 of the standard's sum over the window in Q30.
+ *
+ * Errors, in order: qorStsNullPtrErr (either pointer null), qorStsBadArgErr (nChannels not 1 or 2).
+ */
+QorStatus qorsAnalysisPQMF_MP3_16s32s(const Qor16s* pSrc, Qor32s* pDst, int nChannels);
+
+/*
+ * Forward MDCT of one granule and channel with block switching, frequency inversion and alias
+ * reduction (ISO 11172-3 Annex C.1.5.3.3): 18 slots of 32 sub-band samples become 576 lines.
+ *
+ *   pSrc        sub-band samples, index slot * 32 + sub-band
+ *   pDst        576 lines in the format of the samples: sub-band * 18 + line; for blockType 2 scale
+ *               factor band, window, line within the window. Must not overlap pSrc or pOverlap
+ *   blockType   0 long, 1 start, 2 short, 3 stop; not checked
+ *   mixedBlock  not 0: sub-bands 0 and 1 have the long window of type 0 whatever blockType is
+ *   pFrameHeader  id and sampling_frequency choose the bands of short blocks
+ *   pOverlap    sub-band samples of the granule before, 576; cleared by the caller before the first
+ *               granule; replaced by pSrc
+ *
+ * For blockType 2 the lines of the two low sub-bands of a mixed block pass the reordering like the
+ * others, and the boundary between them is alias-reduced after it. The short transform is not the
+ * standard's: it takes its third window's last four samples from four slots later on, and
+ * three of its terms differ from an MDCT's, so that a decoder's inverse does not undo it.
+ *
+ * Errors: qorStsNullPtrErr (any pointer null).
+ */
+QorStatus qorsMDCTFwd_MP3_32s(const Qor32s* pSrc, Qor32s* pDst, int blockType, int mixedBlock,
+                              const QorMP3FrameHeader* pFrameHeader, Qor32s* pOverlap);
+
+/*
+ * Psychoacoustic model of one frame, after model 2 of ISO 11172-3 Annex D. With nch 1 for mode 3
+ * and 2 otherwise, ngr 2 for id 1 and 1 otherwise:
+ *
+ *   pSrcPcm         interleaved PCM, one granule ahead of the filter bank. Granule g is analysed on
+ *                   the samples g * 576 to g * 576 + 1023 of each channel, so that 1600 (ngr 2) or
+ *                   1024 samples per channel are read
+ *   pDstPsyInfo     ngr * nch records, index granule * nch + channel. pe is that of the granule
+ *                   before the one analysed. ratio of granule 0 ends as that of the first granule
+ *                   analysed here, ratio of granule 1 is not written (with ngr 1, granule 0 gets
+ *                   the delayed ratios). The ratios that belong to granule 0 are in pState before
+ *                   the call, those of granule 1 stand in granule 0's records after it
+ *   pDstIsSfbBound  6 values, index granule * 3 + window: the intensity bound of a long block in
+ *                   window 0, of a short block in all three. Written with two channels and
+ *                   bitrate_index below 9; defined for bitrate_index 6 to 8 (lower ones get the
+ *                   bound of 6). Only the first three with ngr 1
+ *   pDstSideInfo    ngr * nch records; block_type, window_switching_flag and mixed_block_flag (0)
+ *                   are written. The channels of a pair switch together
+ *   pFrameHeader    id, bitrate_index, sampling_frequency (0 to 2, not checked) and mode are read;
+ *                   mode_extension is written: bit 1 mid/side (mode 1 only), bit 0 intensity (two
+ *                   channels and bitrate_index below 9, whatever the mode)
+ *   pState          four records, cleared by the caller before the first frame
+ *   reserved        neither read nor checked
+ *   pWork           25152 bytes of scratch, aligned to 4 bytes
+ *
+ * Ratios are at most 0x7FFFFFFF, which also stands for a band without energy. Where a threshold is
+ * 2^32 times the energy of its band and more (mid or side next to a much louder one) the quotient
+ * loses its upper bits, and the ratio carries no meaning.
+ *
+ * Errors: qorStsNullPtrErr (any pointer but reserved null).
+ */
+QorStatus qorsPsychoacousticModelTwo_MP3_16s(const Qor16s* pSrcPcm, QorMP3PsychoInfo* pDstPsyInfo,
+                                             Qor32s* pDstIsSfbBound, QorMP3SideInfo* pDstSideInfo,
+                                             QorMP3FrameHeader* pFrameHeader,
+                                             QorMP3PsychoState* pState, const void* reserved,
+                                             Qor8u* pWork);
+
 /* ================================================================ SBR, parametric stereo ==== */
 
 /* ================================================================ general MDCT ============== */

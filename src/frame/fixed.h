@@ -42,6 +42,20 @@ constexpr QORAC_INLINE Qor32s mulRound(Qor32s a, Qor32s b, int n) {
     return Qor32s((Qor64s(a) * Qor64s(b) + (Qor64s(1) << (n - 1))) >> n);
 }
 
+// Low 32 bits of (a * c + b * s + 2^13) >> 14 for Q14 factors with |c| + |s| at most 2^15, the sum
+// exact. Split at bit 15, it needs 32-bit products only.
+constexpr QORAC_INLINE Qor32s mulAddRound14(Qor32s a, Qor32s c, Qor32s b, Qor32s s) {
+    const Qor32s high = (a >> 15) * c + (b >> 15) * s;
+    const Qor32s low = (a & 0x7FFF) * c + (b & 0x7FFF) * s;
+    return wrapAdd(wrapShl(high, 1), (low + (1 << 13)) >> 14);
+}
+
+// a * b / 2^31 truncated, of a non-negative 64-bit number and a non-negative Q31 fraction.
+constexpr QORAC_INLINE Qor64s mulQ31(Qor64s a, Qor32s b) {
+    __extension__ typedef unsigned __int128 Qor128u;
+    return Qor64s((Qor128u(a) * (Qor64u(b) << 33)) >> 64);
+}
+
 // --- halves of a 64-bit value -----------------------------------------------------------------
 
 constexpr QORAC_INLINE Qor32s high32(Qor64s a) { return Qor32s(a >> 32); }

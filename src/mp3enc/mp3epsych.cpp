@@ -1,0 +1,665 @@
+// Psychoacoustic model of the Layer III encoder, after model 2 of ISO/IEC 11172-3 Annex D, in
+// integers from end to end.
+//
+// In: 16-bit PCM. Out: per granule and channel the ratio of masking threshold to energy in each
+// scale factor band (Q31) and the perceptual entropy, the block types, and the choice of mid/side
+// and intensity stereo.
+//
+// It differs from the standard's model in that tonality becomes a threshold by a closed formula,
+// the unpredictability of the lines above 5 comes from the three short spectra, and mid/side and
+// block switching have rules of their own. The analysis runs one granule ahead of what it reports:
+// the shape of a window depends on the block behind it, so that the ratios, entropies and block
+// types of a granule wait in the states until the next one has been seen.
+//
+// Energies are unscaled 64-bit sums of squares of the integer spectra. Quotients, logarithms and
+// roots are the coarse ones of mp3emath.h, whose error is part of every result.
+#include "mp3enc/mp3epsych.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "frame/dispatch.h"
+#include "frame/fixed.h"
+#include "frame/status.h"
+#include "mp3enc/mp3efft.h"
+#include "mp3enc/mp3emath.h"
+
+namespace qorac {
+namespace {
+
+constexpr int kGranule = 576;
+
+// --- arithmetic -------------------------------------------------------------------------------
+
+QORAC_INLINE Qor64s square(Qor32s a) { return Qor64s(a) * a; }
+QORAC_INLINE Qor64s energyOf(Qor32sc x) { return square(x.re) + square(x.im); }
+// Twice the real part of the product of a and the conjugate of b: what separates the energy of
+// a + b from the sum of the energies.
+QORAC_INLINE Qor64s crossTerm(Qor32sc a, Qor32sc b) {
+    return 2 * (Qor64s(a.re) * b.re + Qor64s(a.im) * b.im);
+}
+
+QORAC_INLINE Qor32s root(Qor64s a) {
+    Qor32s result = 0;
+    ownsSqrt_Audio_32s(Qor32u(high32(a)), low32(a), &result);
+    return result;
+}
+
+// 2^(61 - shift) / v.
+struct Reciprocal {
+    Qor32s value;
+    Qor32s shift;
+};
+
+QORAC_INLINE Reciprocal reciprocal(Qor32u v) {
+    Reciprocal r{};
+    ownsReciprocal_Audio(v, &r.value, &r.shift);
+    return r;
+}
+
+// a / b in Q`fraction`; b is positive. What leaves at the top of 64 bits is lost.
+template <int fraction>
+QORAC_INLINE Qor64s quotient(Qor64s a, Qor64s b) {
+    Qor32u mantissa = 0;
+    Qor32s shift = 0;
+    ownsNorm64To32_Audio(Qor32u(high32(b)), low32(b), &mantissa, &shift);
+    const Reciprocal r = reciprocal(std::max(mantissa, 1u));
+    return shrEither(mulQ31(a, r.value), 62 - fraction - shift);
+}
+
+QORAC_INLINE Qor32s atMostOne(Qor64s q31) { return Qor32s(std::min<Qor64s>(q31, kMax32s)); }
+
+// --- unpredictability -------------------------------------------------------------------------
+
+// A line of a spectrum with its magnitude, times 32.
+struct Line {
+    Qor32sc value;
+    Qor32s magnitude;
+};
+
+// How far a line is from the one that its two predecessors predict, as a fraction (Q31) of the
+// larger magnitude that the prediction would allow.
+//
+// The differences are squared as unsigned patterns, with wrap at 64 bits: the square of a negative
+// one is not that of its magnitude.
+QORAC_INLINE Qor32s unpredictability(Line line, Line before, Line twoBefore) {
+    // Cosine and sine of twice the phase before.
+    Qor32s cosTwice = kMax32s, sinTwice = 0;
+    if (before.magnitude != 0) {
+        const Reciprocal r = reciprocal(Qor32u(before.magnitude));
+        const Qor64s a = (Qor64s(before.value.re) * r.value) >> 25;
+        const Qor64s b = (Qor64s(before.value.im) * r.value) >> 25;
+        const int shift = 30 - 2 * r.shift;
+        cosTwice = saturate32s(shrEither(a * a, shift) + kMin32s);
+        sinTwice = saturate32s(shrEither(a * b, shift));
+    }
+    // Cosine and sine of the phase two before.
+    Qor32s cosBack = kMax32s, sinBack = 0;
+    if (twoBefore.magnitude != 0) {
+        const Reciprocal r = reciprocal(Qor32u(twoBefore.magnitude));
+        const int shift = 25 - r.shift;
+        cosBack = saturate32s(shrEither(Qor64s(twoBefore.value.re) * r.value, shift));
+        sinBack = saturate32s(shrEither(Qor64s(twoBefore.value.im) * r.value, shift));
+    }
+    const Qor32s predictedCos =
+        saturate32s((Qor64s(cosTwice) * cosBack + Qor64s(sinTwice) * sinBack) >> 31);
+    const Qor32s predictedSin =
+        saturate32s((Qor64s(cosBack) * sinTwice - Qor64s(sinBack) * cosTwice) >> 31);
+    const Qor32s predicted = wrapSub(wrapShl(before.magnitude, 1), twoBefore.magnitude);
+
+    const Qor64u re =
+        Qor32u(wrapSub(wrapShl(line.value.re, 5), mulShift(predictedCos, predicted, 31)));
+    const Qor64u im =
+        Qor32u(wrapSub(wrapShl(line.value.im, 5), mulShift(predictedSin, predicted, 31)));
+    const Qor32u distance = Qor32u(root(Qor64s(re * re + im * im) >> 10));
+
+    const Qor32u largest = magnitude(predicted) + Qor32u(line.magnitude);
+    if (largest == 0) return 0;
+    const Reciprocal r = reciprocal(largest);
+    const Qor64u ratio = (Qor64u(distance) * Qor32u(r.value)) >> (30 - r.shift);
+    return Qor32s(std::min<Qor64u>(ratio, kMax32s));
+}
+
+QORAC_INLINE Line lineOf(Qor32sc value) { return {value, root(energyOf(value))}; }
+
+}  // namespace
+
+void ownsCalUnpredictMeasureCw06_Psy_MP3(const Qor32sc* pSpectrum, QorMP3PsychoState* pState,
+                                         Qor32s* pCw) {
+    constexpr int kLines = 6;
+    for (int k = 0; k < kLines; ++k) {
+        Qor32s* const before = pState->spec1 + 2 * k;
+        Qor32s* const twoBefore = pState->spec2 + 2 * k;
+        const Line line = lineOf(pSpectrum[k]);
+        pCw[k] = unpredictability(line, {{before[0], before[1]}, pState->mag1[k]},
+                                  {{twoBefore[0], twoBefore[1]}, pState->mag2[k]});
+        twoBefore[0] = before[0];
+        twoBefore[1] = before[1];
+        before[0] = line.value.re;
+        before[1] = line.value.im;
+        pState->mag2[k] = pState->mag1[k];
+        pState->mag1[k] = line.magnitude;
+    }
+}
+
+// A line of a short spectrum stands for four lines of the long one. Above 9 kHz (at 44100 Hz) the
+// measure is a constant 0.4.
+QORAC_CLONES void ownsCalUnpredictMeasureCwAbove06_Psy_MP3(const SpectrumShort& spectrum,
+                                                           Qor32s* pCw) {
+    constexpr int kFirst = 6, kFirstShort = 2, kCountShort = 50, kLinesPerShort = 4;
+    constexpr int kEnd = kFirst + kLinesPerShort * kCountShort;
+    constexpr Qor32s kAbove = 858993459;
+    for (int j = 0; j < kCountShort; ++j) {
+        const int k = kFirstShort + j;
+        const Qor32s cw = unpredictability(lineOf(spectrum[2][k]), lineOf(spectrum[1][k]),
+                                           lineOf(spectrum[0][k]));
+        std::fill_n(pCw + kFirst + kLinesPerShort * j, kLinesPerShort, cw);
+    }
+    std::fill_n(pCw + kEnd, kLinesLong - kEnd, kAbove);
+}
+
+// --- long blocks ------------------------------------------------------------------------------
+
+QORAC_CLONES void ownsCalEnergyUnpredict_Psy_MP3(const SpectrumLong* pSpectrum,
+                                                 const Unpredictability* pCw,
+                                                 const PsyTables& tables, int channels,
+                                                 bool midSide, PartitionsLong* pEnergy,
+                                                 PartitionsLong* pUnpredictable) {
+    const auto& partition = tables.pPsyPartitionTableLong;
+    for (int b = 0; b < tables.numPartLong; ++b) {
+        for (int c = 0; c < channels; ++c) {
+            Qor64s energy = 0, unpredictable = 0;
+            for (int k = partition[b]; k < partition[b + 1]; ++k) {
+                const Qor64s line = energyOf(pSpectrum[c][k]);
+                energy += line;
+                unpredictable += mulQ31(line, pCw[c][k]);
+            }
+            pEnergy[c][b] = energy;
+            pUnpredictable[c][b] = unpredictable;
+        }
+        if (!midSide) continue;
+        Qor64s cross = 0, unpredictableMid = 0, unpredictableSide = 0;
+        for (int k = partition[b]; k < partition[b + 1]; ++k) {
+            const Qor32sc left = pSpectrum[0][k], right = pSpectrum[1][k];
+            const Qor64s both = energyOf(left) + energyOf(right);
+            const Qor64s lineCross = crossTerm(left, right);
+            const Qor32s cw = std::min(pCw[0][k], pCw[1][k]);
+            cross += lineCross;
+            unpredictableMid += mulQ31(both + lineCross, cw);
+            unpredictableSide += mulQ31(both - lineCross, cw);
+        }
+        pEnergy[2][b] = (pEnergy[0][b] + pEnergy[1][b] + cross) >> 2;
+        pEnergy[3][b] = (pEnergy[0][b] + pEnergy[1][b] - cross) >> 2;
+        pUnpredictable[2][b] = unpredictableMid >> 2;
+        pUnpredictable[3][b] = unpredictableSide >> 2;
+    }
+}
+
+namespace {
+
+// Sum of the partitions lo <= j < hi, each times its coefficient.
+QORAC_INLINE Qor64s spread(const Qor64s* pEnergy, int lo, int hi, const Qor32s* pCoefficients) {
+    Qor64s sum = 0;
+    for (int j = lo; j < hi; ++j) sum += mulQ31(pEnergy[j], pCoefficients[j - lo]);
+    return sum;
+}
+
+// Threshold of a partition with this spread energy, of which `unpredictable` is noise-like. The
+// tonality index -0.299 - 0.43 ln(cb), kept in 0 to 1, asks for a distance of 18 dB below tones and
+// 6 dB below noise, which makes the factor a power of cb between two limits.
+QORAC_INLINE Qor64s maskingThreshold(Qor64s energy, Qor64s unpredictable) {
+    constexpr Qor64s kNoise = 1071379500, kTone = 104798000;             // cb, Q31
+    constexpr Qor32s kNoiseFactor = 1078847007, kToneFactor = 68070644;  // -6 and -18 dB, Q32
+    constexpr Qor64s kScale = 1232338071;
+    if (energy == 0) return 1;
+    const Qor64s cb = quotient<31>(unpredictable, energy);
+    Qor32s factor = kNoiseFactor;
+    if (cb < kTone) {
+        factor = kToneFactor;
+    } else if (cb <= kNoise) {
+        Qor32s power = 0;
+        ownsPow118813_Audio_32s(Qor32s(cb), &power);
+        factor = Qor32s((power * kScale) >> 30);
+    }
+    return mulQ31(energy, factor) >> 1;
+}
+
+template <typename Partitions>
+FourChannels fourChannels(Partitions* p) {
+    return {p[0], p[1], p[2], p[3]};
+}
+
+}  // namespace
+
+QORAC_CLONES void ownsCalSpreadedEnergyThreshold_Psy_MP3(
+    const PartitionsLong* pEnergy, const PartitionsLong* pUnpredictable, const PsyTables& tables,
+    int channels, QorMP3PsychoState* pState, PartitionsLong* pSpread,
+    PartitionsLong* pUnpredictableSpread, PartitionsLong* pThreshold) {
+    const int count = tables.numPartLong;
+    const Qor32s* coefficients = tables.pSprdngPackedLong.data();
+    for (int b = 0; b < count; ++b) {
+        const int lo = tables.pSprdngBoundLong[2 * b], hi = tables.pSprdngBoundLong[2 * b + 1];
+        for (int c = 0; c < channels; ++c) {
+            pSpread[c][b] = spread(pEnergy[c], lo, hi, coefficients);
+            pUnpredictableSpread[c][b] = spread(pUnpredictable[c], lo, hi, coefficients);
+        }
+        coefficients += hi - lo;
+    }
+    for (int c = 0; c < channels; ++c) {
+        for (int b = 0; b < count; ++b) {
+            pThreshold[c][b] = maskingThreshold(pSpread[c][b], pUnpredictableSpread[c][b]);
+        }
+    }
+    if (channels == kAnalysisChannels) {
+        ownsMSThresholdCoupling_Psy_MP3(fourChannels(pSpread), fourChannels(pThreshold),
+                                        tables.pBMLDRatioLong.data(), count);
+    }
+    // Pre-echo control: a threshold rises by at most 2 from one granule to the next and by at most
+    // 16 over two; behind a short block only the former counts.
+    for (int c = 0; c < channels; ++c) {
+        QorMP3PsychoState& state = pState[c];
+        const bool afterShort = pState[c & 1].blockType == 2;
+        for (int b = 0; b < count; ++b) {
+            const Qor64s threshold = pThreshold[c][b];
+            Qor64s limited = std::min(2 * state.nbPrev1[b], threshold);
+            if (!afterShort) limited = std::min(limited, 16 * state.nbPrev2[b]);
+            state.nbPrev2[b] = state.nbPrev1[b];
+            state.nbPrev1[b] = threshold;
+            pThreshold[c][b] = std::max(limited, tables.pQuietThresholdLong[b]);
+        }
+    }
+}
+
+QORAC_CLONES void ownsMSThresholdCoupling_Psy_MP3(const FourChannels& energy,
+                                                  const FourChannels& threshold,
+                                                  const Qor32s* pBmldRatio, int count) {
+    for (int i = 0; i < count; ++i) {
+        const Qor32s bmld = pBmldRatio[i];
+        const Qor64s left = threshold.left[i], right = threshold.right[i];
+        const Qor64s mid = threshold.mid[i], side = threshold.side[i];
+        const Qor32s q = atMostOne(quotient<31>(std::min(mid, side), std::max(mid, side)));
+        const Qor64s lower = std::min(left, right);
+        const auto limit = [bmld](Qor64s nb, Qor64s e) { return std::min(nb, mulQ31(e, bmld)); };
+        threshold.left[i] = std::max(limit(left, energy.left[i]), mulQ31(left, q));
+        threshold.right[i] = std::max(limit(right, energy.right[i]), mulQ31(right, q));
+        threshold.mid[i] = std::min(std::max(limit(side, energy.side[i]), mid), lower);
+        threshold.side[i] = std::min(std::max(limit(mid, energy.mid[i]), side), lower);
+    }
+}
+
+QORAC_CLONES Qor32s perceptualEntropy(const Qor64s* pEnergy, const Qor64s* pThreshold,
+                                      const PsyTables& tables) {
+    constexpr Qor64s kLog10Of2 = 646456993;  // Q31
+    constexpr int kRatioFraction = 11;
+    const auto& partition = tables.pPsyPartitionTableLong;
+    Qor64s sum = 0;  // Q5
+    for (int b = 0; b < tables.numPartLong; ++b) {
+        const Qor64s ratio = std::max<Qor64s>(
+            quotient<kRatioFraction>(pEnergy[b], pThreshold[b] + 1), 1 << kRatioFraction);
+        Qor32u mantissa = Qor32u(ratio);
+        Qor32s shift = 32;
+        if (ratio > kMax32s) {
+            ownsNorm64To32_Audio(Qor32u(high32(ratio)), low32(ratio), &mantissa, &shift);
+        }
+        Qor32s exponent = 0;
+        Qor16s fraction = 0;
+        ownsLog2_Audio_32s16s(mantissa, &exponent, &fraction);
+        exponent += 32 - shift - kRatioFraction;
+        const Qor64s log10 = ((fraction * kLog10Of2) >> 14) + exponent * kLog10Of2;
+        sum += ((partition[b + 1] - partition[b]) * log10) >> 26;
+    }
+    return Qor32s(sum >> 5);
+}
+
+// --- short blocks -----------------------------------------------------------------------------
+
+QORAC_CLONES void ownsCalEnergyShort_Psy_MP3(const SpectrumShort* pSpectrum,
+                                             const PsyTables& tables, int channels, bool midSide,
+                                             PartitionsShort* pEnergy) {
+    const auto& partition = tables.pPsyPartitionTableShort;
+    for (int w = 0; w < kWindows; ++w) {
+        for (int b = 0; b < tables.numPartShort; ++b) {
+            for (int c = 0; c < channels; ++c) {
+                Qor64s energy = 0;
+                for (int k = partition[b]; k < partition[b + 1]; ++k) {
+                    energy += energyOf(pSpectrum[c][w][k]);
+                }
+                pEnergy[c][w][b] = energy;
+            }
+            if (!midSide) continue;
+            const Qor64s both = pEnergy[0][w][b] + pEnergy[1][w][b];
+            Qor64s cross = 0;
+            for (int k = partition[b]; k < partition[b + 1]; ++k) {
+                cross += crossTerm(pSpectrum[0][w][k], pSpectrum[1][w][k]);
+            }
+            pEnergy[2][w][b] = (both + cross) >> 2;
+            pEnergy[3][w][b] = (both - cross) >> 2;
+        }
+    }
+}
+
+QORAC_CLONES void ownsCalSpreadedEnergyThresholdShort_Psy_MP3(const PartitionsShort* pEnergy,
+                                                              const PsyTables& tables, int channels,
+                                                              QorMP3PsychoState* pState,
+                                                              PartitionsShort* pSpread,
+                                                              PartitionsShort* pThreshold) {
+    const int count = tables.numPartShort;
+    const Qor32s* coefficients = tables.pSprdngPackedShort.data();
+    for (int b = 0; b < count; ++b) {
+        const int lo = tables.pSprdngBoundShort[2 * b], hi = tables.pSprdngBoundShort[2 * b + 1];
+        for (int c = 0; c < channels; ++c) {
+            for (int w = 0; w < kWindows; ++w) {
+                const Qor64s energy = spread(pEnergy[c][w], lo, hi, coefficients);
+                pSpread[c][w][b] = energy;
+                pThreshold[c][w][b] = mulQ31(energy, tables.pSMRShort[b]);
+            }
+        }
+        coefficients += hi - lo;
+    }
+    if (channels == kAnalysisChannels) {
+        for (int w = 0; w < kWindows; ++w) {
+            const auto window = [w](PartitionsShort* p) {
+                return FourChannels{p[0][w], p[1][w], p[2][w], p[3][w]};
+            };
+            ownsMSThresholdCoupling_Psy_MP3(window(pSpread), window(pThreshold),
+                                            tables.pBMLDRatioShort.data(), count);
+        }
+    }
+    // Each window is limited by the one before it, from the last to the first. The last one enters
+    // nbShortPrev before the first one is limited by it: the first window of a granule is limited
+    // by the last window of the same granule.
+    for (int c = 0; c < channels; ++c) {
+        auto& threshold = pThreshold[c];
+        Qor64s* const previous = pState[c].nbShortPrev;
+        for (int b = 0; b < count; ++b) {
+            const Qor64s quiet = tables.pQuietThresholdShort[b];
+            const Qor64s first = threshold[0][b], second = threshold[1][b], last = threshold[2][b];
+            previous[b] = last;
+            threshold[2][b] = std::max(std::min(last, second), quiet);
+            threshold[1][b] = std::max(std::min(second, first), quiet);
+            threshold[0][b] = std::max(std::min(first, previous[b]), quiet);
+        }
+    }
+}
+
+// --- decisions --------------------------------------------------------------------------------
+
+namespace {
+
+// Whether a granule with these short energies and this entropy can be coded with long blocks.
+bool isStationary(const PartitionsShort& energy, int count, Qor32s pe) {
+    Qor64s sums[kWindows] = {};
+    for (int w = 0; w < kWindows; ++w) {
+        for (int b = 0; b < count; ++b) sums[w] += energy[w][b];
+    }
+    const auto [lowest, highest] = std::minmax({sums[0], sums[1], sums[2]});
+    return !(highest > 40 * lowest || (highest > 8 * lowest && pe > 800) || pe > 1000);
+}
+
+// The block type that follows a carried type (0 long, 2 short, 3 stop), and the type carried on.
+struct Transition {
+    Qor32s blockType;
+    Qor32s carried;
+};
+
+Transition nextBlock(bool stationary, Qor32s carried) {
+    if (stationary) {
+        return carried == 2 ? Transition{2, 3} : Transition{carried, 0};
+    }
+    return carried == 0 ? Transition{1, 2} : Transition{2, 2};
+}
+
+}  // namespace
+
+void ownsSwitchBlockType_Psy_MP3(const PartitionsShort* pEnergy, const Qor32s* pPe,
+                                 const PsyTables& tables, int channels, QorMP3PsychoState* pState,
+                                 QorMP3SideInfo* pSideInfo) {
+    bool stationary = true;  // of all channels: they switch together
+    for (int c = 0; c < channels; ++c) {
+        stationary = isStationary(pEnergy[c], tables.numPartShort, pPe[c]) && stationary;
+    }
+    for (int c = 0; c < channels; ++c) {
+        const auto [blockType, carried] = nextBlock(stationary, pState[c].blockType);
+        pState[c].blockType = carried;
+        pSideInfo[c].block_type = blockType;
+        pSideInfo[c].window_switching_flag = blockType != 0;
+        pSideInfo[c].mixed_block_flag = 0;
+    }
+}
+
+QORAC_CLONES void ownsConvertThresholdToSfb_Psy_MP3(const Qor64s* pEnergy, const Qor64s* pThreshold,
+                                                    Qor32s* pDst, const Qor32s* pWeights,
+                                                    const Qor8u* pBuo, int bandCount, int stride) {
+    for (int s = 0; s < bandCount; ++s) {
+        const int first = pBuo[s], last = pBuo[s + 1];
+        const Qor32s shareFirst = pWeights[s], shareLast = kMax32s - pWeights[s + 1];
+        const auto inBand = [=](const Qor64s* p) {
+            Qor64s sum = mulQ31(p[first], shareFirst) + mulQ31(p[last], shareLast);
+            for (int b = first + 1; b < last; ++b) sum += p[b];
+            return sum;
+        };
+        const Qor64s energy = inBand(pEnergy);
+        pDst[s * stride] =
+            energy == 0 ? kMax32s : atMostOne(quotient<31>(inBand(pThreshold), energy));
+    }
+}
+
+namespace {
+
+// --- a granule --------------------------------------------------------------------------------
+
+struct Totals {
+    PartitionsLong energy[kAnalysisChannels], unpredictable[kAnalysisChannels];
+};
+struct Lines {
+    SpectrumLong spectrum[2];
+    Unpredictability cw[2];
+};
+struct Masking {
+    PartitionsLong spread[kAnalysisChannels], unpredictableSpread[kAnalysisChannels];
+    PartitionsLong threshold[kAnalysisChannels];
+};
+struct MaskingShort {
+    PartitionsShort spread[kAnalysisChannels], threshold[kAnalysisChannels];
+};
+
+// Scratch of a granule. The members of a union are used one after the other.
+struct Work {
+    PartitionsShort energyShort[kAnalysisChannels];
+    union {
+        SpectrumShort spectrumShort[2];
+        Totals total;
+    };
+    union {
+        Lines lines;
+        Masking masking;
+        MaskingShort maskingShort;
+    };
+};
+
+constexpr std::size_t kWorkSize = 25152;
+static_assert(alignof(Work) == 8 && sizeof(Work) + 4 <= kWorkSize);
+
+struct Ratios {
+    Qor32s ratioLong[kAnalysisChannels][36];
+    Qor32s ratioShort[kAnalysisChannels][36];
+};
+
+struct Channels {
+    int input;     // 1 or 2
+    int analysis;  // with mid and side: 1, 2 or 4
+    bool midSide() const { return analysis == kAnalysisChannels; }
+};
+
+// `size` samples of an interleaved channel times a window.
+template <int size>
+QORAC_INLINE void window(const Qor16s* pSrc, int stride, const std::array<Qor16s, size>& shape,
+                         Qor16s* pDst) {
+    for (int i = 0; i < size; ++i) pDst[i] = Qor16s((pSrc[i * stride] * shape[i]) >> 15);
+}
+
+QORAC_CLONES void windowLong(const Qor16s* pSrc, int stride, Qor16s* pDst) {
+    stride == 1 ? window<1024>(pSrc, 1, pHannWinLong_MP3, pDst)
+                : window<1024>(pSrc, 2, pHannWinLong_MP3, pDst);
+}
+QORAC_CLONES void windowShort(const Qor16s* pSrc, int stride, Qor16s* pDst) {
+    stride == 1 ? window<256>(pSrc, 1, pHannWinShort_MP3, pDst)
+                : window<256>(pSrc, 2, pHannWinShort_MP3, pDst);
+}
+
+// Spectra and unpredictability of one channel. The three short windows stand in the middle of the
+// long one.
+void analyseLines(const Qor16s* pSrc, int stride, QorMP3PsychoState* pState, SpectrumLong& spectrum,
+                  SpectrumShort& spectrumShort, Unpredictability& cw) {
+    constexpr int kFirstShort = 256, kShortStep = 128;
+    alignas(64) Qor16s windowed[1024];
+    windowLong(pSrc, stride, windowed);
+    ownsFFTFwd1024_Audio_16s32sc(windowed, spectrum);
+    ownsCalUnpredictMeasureCw06_Psy_MP3(spectrum, pState, cw);
+    for (int w = 0; w < kWindows; ++w) {
+        windowShort(pSrc + (kFirstShort + kShortStep * w) * stride, stride, windowed);
+        ownsFFTFwd256_Audio_16s32sc(windowed, spectrumShort[w]);
+    }
+    ownsCalUnpredictMeasureCwAbove06_Psy_MP3(spectrumShort, cw);
+}
+
+// Analyses the granule that begins at pSrc: entropies, block types and ratios.
+void analyseGranule(const Qor16s* pSrc, const PsyTables& tables, Channels channels,
+                    QorMP3PsychoState* pState, Work& work, Qor32s* pPe, QorMP3SideInfo* pSideInfo,
+                    Ratios& ratios) {
+    auto& lines = work.lines;
+    for (int c = 0; c < channels.input; ++c) {
+        analyseLines(pSrc + c, channels.input, pState + c, lines.spectrum[c], work.spectrumShort[c],
+                     lines.cw[c]);
+    }
+    ownsCalEnergyShort_Psy_MP3(work.spectrumShort, tables, channels.input, channels.midSide(),
+                               work.energyShort);
+    auto& total = work.total;
+    ownsCalEnergyUnpredict_Psy_MP3(lines.spectrum, lines.cw, tables, channels.input,
+                                   channels.midSide(), total.energy, total.unpredictable);
+
+    auto& masking = work.masking;
+    ownsCalSpreadedEnergyThreshold_Psy_MP3(total.energy, total.unpredictable, tables,
+                                           channels.analysis, pState, masking.spread,
+                                           masking.unpredictableSpread, masking.threshold);
+    for (int c = 0; c < channels.analysis; ++c) {
+        pPe[c] = perceptualEntropy(total.energy[c], masking.threshold[c], tables);
+        ownsConvertThresholdToSfb_Psy_MP3(total.energy[c], masking.threshold[c],
+                                          ratios.ratioLong[c], tables.pPartToSfbWeightLong.data(),
+                                          tables.pPartToSfbBuoLong.data(), kSfbLong, 1);
+    }
+
+    auto& maskingShort = work.maskingShort;
+    ownsCalSpreadedEnergyThresholdShort_Psy_MP3(work.energyShort, tables, channels.analysis, pState,
+                                                maskingShort.spread, maskingShort.threshold);
+    for (int c = 0; c < channels.analysis; ++c) {
+        for (int w = 0; w < kWindows; ++w) {
+            ownsConvertThresholdToSfb_Psy_MP3(
+                work.energyShort[c][w], maskingShort.threshold[c][w], ratios.ratioShort[c] + w,
+                tables.pPartToSfbWeightShort.data(), tables.pPartToSfbBuoShort.data(), kSfbShort,
+                kWindows);
+        }
+    }
+    ownsSwitchBlockType_Psy_MP3(work.energyShort, pPe, tables, channels.input, pState, pSideInfo);
+}
+
+// --- a frame ----------------------------------------------------------------------------------
+
+// Mid/side is chosen unless it takes more entropy than left/right, and never across channels with
+// different block types.
+bool choosesMidSide(const Qor32s (*pe)[kAnalysisChannels], const QorMP3SideInfo* pSideInfo,
+                    int granules) {
+    Qor32s leftRight = 0, midSide = 0;
+    for (int g = 0; g < granules; ++g) {
+        if (pSideInfo[2 * g].block_type != pSideInfo[2 * g + 1].block_type) return false;
+        leftRight = wrapAdd(leftRight, wrapAdd(pe[g][0], pe[g][1]));
+        midSide = wrapAdd(midSide, wrapAdd(pe[g][2], pe[g][3]));
+    }
+    return leftRight >= midSide;
+}
+
+// Intensity stereo is offered below 128 kbit/s (MPEG-1). The bound is defined for bitrate_index 6
+// to 8; lower ones get that of 6.
+void setIntensityBound(const QorMP3FrameHeader& header, const QorMP3SideInfo* pSideInfo,
+                       int channels, int granules, Qor32s* pBound) {
+    const int row = std::max(header.bitrate_index - 6, 0);
+    const int entry = row * 3 + header.sampling_frequency;
+    for (int g = 0; g < granules; ++g) {
+        if (pSideInfo[g * channels].block_type == 2) {
+            std::fill_n(pBound + g * kWindows, kWindows, pIsSfbBoundTableShort[entry]);
+        } else {
+            pBound[g * kWindows] = pIsSfbBoundTableLong[entry];
+        }
+    }
+}
+
+void psychoacousticModel(const Qor16s* pSrcPcm, QorMP3PsychoInfo* pDstPsyInfo,
+                         Qor32s* pDstIsSfbBound, QorMP3SideInfo* pDstSideInfo,
+                         QorMP3FrameHeader* pFrameHeader, QorMP3PsychoState* pState, Work& work) {
+    constexpr int kMaxGranules = 2, kHighestIntensityIndex = 8;
+    const int inputs = pFrameHeader->mode == 3 ? 1 : 2;
+    const bool joint = pFrameHeader->mode == 1;
+    const Channels channels{inputs, joint ? kAnalysisChannels : inputs};
+    const int granules = pFrameHeader->id == 1 ? kMaxGranules : 1;
+    const PsyTables& tables = _qor_pPsyTables_MP3[pFrameHeader->sampling_frequency];
+
+    // Entropies of the delayed granule and of those of this frame.
+    Qor32s pe[1 + kMaxGranules][kAnalysisChannels] = {};
+    for (int c = 0; c < channels.analysis; ++c) pe[0][c] = pState[c].pe;
+    Ratios ratios[kMaxGranules] = {};
+    for (int g = 0; g < granules; ++g) {
+        analyseGranule(pSrcPcm + g * kGranule * inputs, tables, channels, pState, work, pe[g + 1],
+                       pDstSideInfo + g * inputs, ratios[g]);
+    }
+
+    const bool midSide = joint && choosesMidSide(pe, pDstSideInfo, granules);
+    const int offset = midSide ? 2 : 0;
+
+    // The ratios of this frame's first granule overwrite those of the delayed one in the records of
+    // granule 0; the records of granule 1 keep the ratios that they had.
+    const auto copyRatios = [&](int c, const Qor32s* pLong, const Qor32s* pShort, int blockType) {
+        std::copy_n(blockType == 2 ? pShort : pLong, 36, pDstPsyInfo[c].ratio);
+    };
+    for (int c = 0; c < inputs; ++c) {
+        const QorMP3PsychoState& delayed = pState[c + offset];
+        copyRatios(c, delayed.ratioLong, delayed.ratioShort, pDstSideInfo[c].block_type);
+        if (granules == kMaxGranules) {
+            copyRatios(c, ratios[0].ratioLong[c + offset], ratios[0].ratioShort[c + offset],
+                       pDstSideInfo[inputs + c].block_type);
+        }
+    }
+
+    const Ratios& last = ratios[granules - 1];
+    for (int c = 0; c < channels.analysis; ++c) {
+        std::copy_n(last.ratioLong[c], 36, pState[c].ratioLong);
+        std::copy_n(last.ratioShort[c], 36, pState[c].ratioShort);
+        pState[c].pe = pe[granules][c];
+    }
+    for (int g = 0; g < granules; ++g) {
+        for (int c = 0; c < inputs; ++c) pDstPsyInfo[g * inputs + c].pe = pe[g][c + offset];
+    }
+
+    pFrameHeader->mode_extension = midSide ? 2 : 0;
+    if (inputs == 2 && pFrameHeader->bitrate_index <= kHighestIntensityIndex) {
+        pFrameHeader->mode_extension |= 1;
+        setIntensityBound(*pFrameHeader, pDstSideInfo, inputs, granules, pDstIsSfbBound);
+    }
+}
+
+}  // namespace
+}  // namespace qorac
+
+using namespace qorac;
+
+QorStatus qorsPsychoacousticModelTwo_MP3_16s(const Qor16s* pSrcPcm, QorMP3PsychoInfo* pDstPsyInfo,
+                                             Qor32s* pDstIsSfbBound, QorMP3SideInfo* pDstSideInfo,
+                                             QorMP3FrameHeader* pFrameHeader,
+                                             QorMP3PsychoState* pState, const void* /*reserved*/,
+                                             Qor8u* pWork) {
+    if (anyNull(pSrcPcm, pFrameHeader, pDstSideInfo, pDstPsyInfo, pState, pWork, pDstIsSfbBound)) {
+        return qorStsNullPtrErr;
+    }
+    psychoacousticModel(pSrcPcm, pDstPsyInfo, pDstIsSfbBound, pDstSideInfo, pFrameHeader, pState,
+                        *reinterpret_cast<Work*>(alignUp<alignof(Work)>(pWork)));
+    return qorStsNoErr;
+}
