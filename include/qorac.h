@@ -1201,7 +1201,7 @@ QorStatus qorsAnalysisPQMF_MP3_16s32s(const Qor16s* pSrc, Qor32s* pDst, int nCha
  *
  * For blockType 2 the lines of the two low sub-bands of a mixed block pass the reordering like the
  * others, and the boundary between them is alias-reduced after it. The short transform is not the
- * standard's: it takes its third window's last four samples from four slots later on, and
+ * standard's: it takes the last four samples of its third window from two slots later, and
  * three of its terms differ from an MDCT's, so that a decoder's inverse does not undo it.
  *
  * Errors: qorStsNullPtrErr (any pointer null).
