@@ -1245,6 +1245,171 @@ QorStatus qorsPsychoacousticModelTwo_MP3_16s(const Qor16s* pSrcPcm, QorMP3Psycho
                                              QorMP3FrameHeader* pFrameHeader,
                                              QorMP3PsychoState* pState, const void* reserved,
                                              Qor8u* pWork);
+/* --- quantization, stereo, packing --- */
+
+/*
+ * What turns one frame of MDCT lines into a frame of bits (ISO 11172-3 clauses 2.4.1.7, 2.4.3.4.9
+ * and C.1.5). The order in a frame: per granule qorsJointStereoEncode_MP3_32s_I, once
+ * qorsQuantize_MP3_32s_I, then the packers: header, side information, and per granule and channel
+ * scale factors and spectrum. The caller assembles the frame: it computes main_data_begin, moves
+ * main data behind the side information of earlier frames and sets CRCWord.
+ *
+ * A channel's record of side information, ratios, lines, scale factors, count1 length and Huffman
+ * bits stands at index granule * channels + channel, with two granules for id 1 and one for id 0,
+ * one channel for mode 3 and two otherwise.
+ */
+
+/*
+ * Joint stereo coding of one granule in place: mid/side below the intensity bound, and from the
+ * bound on the sum of magnitudes in the left channel, zeros in the right channel and an intensity
+ * position per band. mid = (L + R) / sqrt(2), side = (L - R) / sqrt(2), with wrap at 32 bits.
+ *
+ *   pSrcDstLeft, pSrcDstRight  576 lines each; short blocks band by band, in a band window by
+ *                              window
+ *   pDstScaleFactorRight       scale factors of the right channel: position of band b at b (long),
+ *                              of window w at 3 * b + w (short)
+ *   pFrameHeader               id, sampling_frequency, mode and mode_extension are read; both
+ *                              stereo codings are off unless mode is 1
+ *   pSideInfo                  this granule's records, left and right
+ *   pSrcDstIsSfbBound          first intensity band per window, 0 to 22 (long, entry 0 alone) or 0
+ *                              to 13 (short). With intensity off it is set to 22 or 13, in every
+ *                              mode.
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsMp3SideInfoErr (mode 1 with
+ * mode_extension not 0: block_type differs between the channels).
+ */
+QorStatus qorsJointStereoEncode_MP3_32s_I(Qor32s* pSrcDstLeft, Qor32s* pSrcDstRight,
+                                          Qor8u* pDstScaleFactorRight,
+                                          const QorMP3FrameHeader* pFrameHeader,
+                                          const QorMP3SideInfo* pSideInfo,
+                                          Qor32s* pSrcDstIsSfbBound);
+
+/*
+ * Quantizes one frame, all granules and channels in one call, and keeps the reservoir. Scale
+ * factors are set once, from the threshold ratio and the peak of each band; a search over the
+ * global gain then fits each granule into its share of the bits. No line above 8191 in magnitude
+ * results, and bands from 21 (long) or 12 (short) up are not coded.
+ *
+ *   pSrcDstXs        576 lines per record, Q26 (a line divided by 2^26 is the standard's xr), below
+ *                    2^28 in magnitude; short blocks band by band, in a band window by window. On
+ *                    return the quantized values with their signs.
+ *   pDstScaleFactor  40 bytes per record; the coded bands are written (none for a silent record),
+ *                    the others keep their values and are read: 0, or intensity positions. For a
+ *                    short block with a gain spread no scalefac_compress holds, the values of the
+ *                    upper bands pass 7 and the field stays 0: such a record cannot be sent.
+ *   pSrcScfsi        four flags per channel, read only
+ *   pDstCount1Len    per record: lines of the count1 region
+ *   pDstHufBits      per record: bits of the spectrum, stuffing included
+ *   pFrameHeader     id, sampling_frequency, mode and mode_extension are read
+ *   pSrcDstSideInfo  in: block_type, window_switching_flag, mixed_block_flag; all other fields are
+ *                    set. preflag, subblock_gain and table_select of unused regions are 0. The caller
+ *                    watches two ranges: part2_3_length may pass 4095 by the bits of the scale
+ *                    factors, and global_gain may leave 0 to 255 on extreme lines or budgets.
+ *   pSrcDstPsyInfo   ratio and pe of each record; the ratios get a floor of 0.0001, and 0 becomes
+ *                    the largest value
+ *   pSrcPsyState     blockType of the channels' records: the block types that come next
+ *   pSrcDstReservoir bitsAvail grows by meanBits less what the frame took, is cut to maxBits and to a
+ *                    whole byte; what is cut off is added to part2_3_length and pDstHufBits, for
+ *                    qorsHuffmanEncode_MP3_32s1u to write
+ *   meanBits         bits of main data that one frame brings in
+ *   pSrcIsSfbBound   six intensity bounds, granule * 3 + window, in use for the right channel with
+ *                    intensity
+ *   pWork            scratch of 1152 values
+ *
+ * When no gain of nine successive ones lowers the count below the budget, pDstHufBits holds the
+ * budget and is less than the spectrum takes: compare it with what was written.
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsMp3FrameHeaderErr
+ * (sampling_frequency outside 0 to 2; id not 0 or 1). While working: qorStsMp3SideInfoErr (a record
+ * with window_switching_flag and mixed_block_flag), which leaves the records before it done and the
+ * reservoir as it was.
+ */
+QorStatus qorsQuantize_MP3_32s_I(Qor32s* pSrcDstXs, Qor8s* pDstScaleFactor, Qor32s* pSrcScfsi,
+                                 Qor32s* pDstCount1Len, Qor32s* pDstHufBits,
+                                 const QorMP3FrameHeader* pFrameHeader,
+                                 QorMP3SideInfo* pSrcDstSideInfo, QorMP3PsychoInfo* pSrcDstPsyInfo,
+                                 const QorMP3PsychoState* pSrcPsyState,
+                                 QorMP3BitReservoir* pSrcDstReservoir, Qor32s meanBits,
+                                 Qor32s* pSrcIsSfbBound, Qor32s* pWork);
+
+/*
+ * Empties the reservoir and sets its limit to what the standard's decoder buffer of 7680 bits and
+ * the reach of main_data_begin, 4088 bits, leave at this bit rate. bitrate_index 0 to 14 and
+ * sampling_frequency 0 to 2 are the caller's promise.
+ *
+ * Errors, in order: qorStsNullPtrErr (a pointer null), qorStsMp3FrameHeaderErr (id not 1).
+ */
+QorStatus qorsBitReservoirInit_MP3(QorMP3BitReservoir* pReservoir,
+                                   const QorMP3FrameHeader* pFrameHeader);
+
+/*
+ * Writes a frame header at *ppBitStream: syncword and 20 bits, and CRCWord when protection_bit is 0.
+ * Every field is cut to its width and none is tested. Advances *ppBitStream by 4 or 6.
+ *
+ * Errors: qorStsNullPtrErr (pSrcFrameHeader, ppBitStream or *ppBitStream null).
+ */
+QorStatus qorsPackFrameHeader_MP3(const QorMP3FrameHeader* pSrcFrameHeader, Qor8u** ppBitStream);
+
+/*
+ * Writes the side information of a frame from bit 0 of *ppBitStream on: 17 bytes (single channel)
+ * or 32 for id 1, 9 or 17 for id 0. Fields are cut to their widths.
+ *
+ *   pSrcSideInfo   records of all granules and channels
+ *   mainDataBegin  bytes by which the main data start before the frame's header
+ *   privateBits    5 or 3 bits (id 1), 1 or 2 bits (id 0)
+ *   pSrcScfsi      four flags per channel; read for id 1 only
+ *
+ * A record with window_switching_flag and block_type 0 ends the writing behind its block_type:
+ * the status is qorStsNoErr and *ppBitStream stands on the byte of the next bit.
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer or *ppBitStream null), qorStsMp3FrameHeaderErr (id
+ * not 0 or 1; layer not 1; mode outside 0 to 3).
+ */
+QorStatus qorsPackSideInfo_MP3(const QorMP3SideInfo* pSrcSideInfo, Qor8u** ppBitStream,
+                               int mainDataBegin, int privateBits, const Qor32s* pSrcScfsi,
+                               const QorMP3FrameHeader* pFrameHeader);
+
+/*
+ * Writes the scale factors of one granule and channel in stream order, each cut to the width that
+ * scalefac_compress gives its band. Groups of a second granule that scfsi shares are left out.
+ *
+ *   pSrcScaleFactor  long: 21 values; short: 36 values, band * 3 + window; mixed: the long bands,
+ *                    then band and window in order
+ *   pSideInfo        this granule's and channel's record; for id other than 1 preflag is written:
+ *                    1 for scalefac_compress from 500 on outside the right channel of an intensity
+ *                    pair, else 0
+ *   pScfsi           the four flags of this channel
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer or *ppBitStream null), qorStsMp3SideInfoErr
+ * (scalefac_compress outside 0 to 15 for id 1, 0 to 511 otherwise), qorStsMp3FrameHeaderErr (id not
+ * 1 and mode_extension outside 0 to 3).
+ */
+QorStatus qorsPackScaleFactors_MP3_8s1u(const Qor8s* pSrcScaleFactor, Qor8u** ppBitStream,
+                                        Qor32s* pOffset, const QorMP3FrameHeader* pFrameHeader,
+                                        QorMP3SideInfo* pSideInfo, const Qor32s* pScfsi,
+                                        int granule, int channel);
+
+/*
+ * Writes the spectrum of one granule and channel (id 1): the big-values regions, the quadruples of
+ * the count1 region, then one bits until hufBits bits stand in all. A hufBits below what the spectrum
+ * takes writes no stuffing.
+ *
+ *   pSrcIx     576 quantized values. In a region they fit its table: table_select 0 to 31, with
+ *              codes for all but a region of zeros in table 0, escapes within linbits; in the count1
+ *              region 0 or 1 in magnitude.
+ *   pSideInfo  big_values, region0_count, region1_count (none of them negative), table_select,
+ *              count1table_select, window_switching_flag, block_type
+ *   count1Len  lines of the count1 region, a multiple of 4
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer or *ppBitStream null), qorStsBadArgErr (*pOffset
+ * outside 0 to 7), qorStsMp3SideInfoErr (big_values above 288; region0_count + region1_count above
+ * 20; count1table_select not 0 or 1), qorStsMp3FrameHeaderErr (id not 1; layer not 1;
+ * sampling_frequency outside 0 to 2). While writing: qorStsMp3SideInfoErr (a negative table_select,
+ * where its region begins), with the regions before it in the stream.
+ */
+QorStatus qorsHuffmanEncode_MP3_32s1u(const Qor32s* pSrcIx, Qor8u** ppBitStream, Qor32s* pOffset,
+                                      const QorMP3FrameHeader* pFrameHeader,
+                                      const QorMP3SideInfo* pSideInfo, int count1Len, int hufBits);
 
 /* ================================================================ SBR, parametric stereo ==== */
 

@@ -1,7 +1,13 @@
 set(units
+  mp3ebitres.cpp
   mp3efft.cpp
   mp3efmdct.cpp
   mp3epfilt.cpp
   mp3epsych.cpp
   mp3epsychtbl.cpp
+  mp3ehuff.cpp
+  mp3ehufftbl.cpp
+  mp3ejstereo.cpp
+  mp3epack.cpp
+  mp3eqnt.cpp
 )
