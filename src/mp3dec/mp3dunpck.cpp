@@ -3,6 +3,7 @@
 //
 // The functions parse; finding frames, the bit reservoir and the CRC are the caller's.
 #include "frame/bitcursor.h"
+#include "frame/mp3scftbl.h"
 #include "frame/status.h"
 #include "qorac.h"
 
@@ -51,21 +52,6 @@ bool readGranuleChannel(BitReader& bits, QorMP3SideInfo& side, Qor32s id) {
 }
 
 // --- scale factors ----------------------------------------------------------------------------
-
-// Widths of the scale factors by scalefac_compress, id 1: slen1, then slen2.
-constexpr Qor8u _pMP3TableSlen[2][16] = {{0, 0, 0, 0, 3, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4},
-                                         {0, 1, 2, 3, 0, 1, 2, 3, 1, 2, 3, 1, 2, 3, 2, 3}};
-
-// Scale factors in each of the four partitions, id 0: by range of scalefac_compress, then for long,
-// short and mixed blocks.
-constexpr Qor8u _pNumberOfSfbBlock[6][3][4] = {
-    {{6, 5, 5, 5}, {9, 9, 9, 9}, {6, 9, 9, 9}},
-    {{6, 5, 7, 3}, {9, 9, 12, 6}, {6, 9, 12, 6}},
-    {{11, 10, 0, 0}, {18, 18, 0, 0}, {15, 18, 0, 0}},
-    {{7, 7, 7, 0}, {12, 12, 12, 0}, {6, 15, 12, 0}},
-    {{6, 6, 6, 3}, {12, 9, 9, 6}, {6, 12, 9, 6}},
-    {{8, 8, 5, 0}, {15, 12, 9, 0}, {6, 18, 9, 0}},
-};
 
 // Scale factors of the long-block groups that scfsi shares between granules, id 1.
 constexpr int kScfsiGroupStart[5] = {0, 6, 11, 16, 21};
