@@ -65,12 +65,14 @@ std::size_t mp3HeadSize(const QorMP3FrameHeader& header) {
     return 4 + (header.protection_bit == 0 ? 2 : 0) + sideInfo;
 }
 
+std::uint16_t mp3Crc(std::span<const std::uint8_t> frame, const QorMP3FrameHeader& header) {
+    const std::uint16_t crc = updateCrc(0xFFFF, frame.subspan(2, 2));
+    return updateCrc(crc, frame.subspan(6, mp3HeadSize(header) - 6));
+}
+
 bool mp3CrcMatches(std::span<const std::uint8_t> frame, const QorMP3FrameHeader& header) {
     if (header.protection_bit != 0) return true;
-    const std::size_t headSize = mp3HeadSize(header);
-    if (frame.size() < headSize) return false;
-    const std::uint16_t crc = updateCrc(0xFFFF, frame.subspan(2, 2));
-    return updateCrc(crc, frame.subspan(6, headSize - 6)) == header.CRCWord;
+    return frame.size() >= mp3HeadSize(header) && mp3Crc(frame, header) == header.CRCWord;
 }
 
 int mp3LongBand20(const QorMP3FrameHeader& header) {

@@ -1,0 +1,31 @@
+// A file that is made beside its final place and moved there when it is whole; for a pipe or a
+// device, a plain stream.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <span>
+#include <string>
+
+class OutputFile {
+  public:
+    // `path` is "-" for standard output. All functions throw std::runtime_error with a message when
+    // the data cannot be written. A file that is destroyed without finish() leaves nothing behind.
+    explicit OutputFile(const std::string& path);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    bool canRewrite() const { return !temporary_.empty(); }
+    void write(std::span<const std::uint8_t> bytes);
+    // Replaces bytes that were written before.
+    void rewrite(long position, std::span<const std::uint8_t> bytes);
+    void finish();
+
+  private:
+    [[noreturn]] void fail() const;
+
+    std::string path_;
+    std::string temporary_;
+    std::FILE* file_ = nullptr;
+};
