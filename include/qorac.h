@@ -1245,6 +1245,7 @@ QorStatus qorsPsychoacousticModelTwo_MP3_16s(const Qor16s* pSrcPcm, QorMP3Psycho
                                              QorMP3FrameHeader* pFrameHeader,
                                              QorMP3PsychoState* pState, const void* reserved,
                                              Qor8u* pWork);
+
 /* --- quantization, stereo, packing --- */
 
 /*
