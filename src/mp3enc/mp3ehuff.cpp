@@ -1,7 +1,9 @@
 #include "mp3enc/mp3ehuff.h"
 
 #include <algorithm>
+#include <array>
 
+#include "frame/fixed.h"
 #include "frame/mp3scftbl.h"
 #include "mp3enc/mp3ehufftbl.h"
 
@@ -19,17 +21,106 @@ constexpr Qor8s _pScalefactorSubdivideTable_MP3[kBands + 1][2] = {
     {3, 4}, {3, 4}, {3, 4}, {4, 5}, {4, 5}, {4, 6}, {5, 6}, {5, 6}, {5, 7}, {6, 7}, {6, 7},
 };
 
+// Lengths of the codes of up to three tables side by side, sign bits included, as fields of one
+// word: one look-up and one addition count a pair for all of them.
+constexpr int kFieldBits = 20;  // 288 pairs of at most 21 bits
+
+template <int xlen, typename... Codes>
+constexpr std::array<Qor64u, xlen * xlen> packedLengths(const Codes&... codes) {
+    std::array<Qor64u, xlen * xlen> packed{};
+    for (int x = 0; x < xlen; ++x) {
+        for (int y = 0; y < xlen; ++y) {
+            const int signs = (x != 0) + (y != 0);
+            int shift = 0;
+            for (const HuffmanCode* table : {&codes[0]...}) {
+                packed[xlen * x + y] |= Qor64u(table[xlen * x + y].length + signs) << shift;
+                shift += kFieldBits;
+            }
+        }
+    }
+    return packed;
+}
+
+constexpr auto kLengths1 = packedLengths<2>(_pHuffmanCode1);
+constexpr auto kLengths2 = packedLengths<3>(_pHuffmanCode2, _pHuffmanCode3);
+constexpr auto kLengths5 = packedLengths<4>(_pHuffmanCode5, _pHuffmanCode6);
+constexpr auto kLengths7 = packedLengths<6>(_pHuffmanCode7, _pHuffmanCode8, _pHuffmanCode9);
+constexpr auto kLengths10 = packedLengths<8>(_pHuffmanCode10, _pHuffmanCode11, _pHuffmanCode12);
+constexpr auto kLengths13 = packedLengths<16>(_pHuffmanCode13, _pHuffmanCode15);
+constexpr auto kLengths16 = [] {
+    auto packed = packedLengths<16>(_pHuffmanCode16, _pHuffmanCode24);
+    for (int x = 0; x < 16; ++x)
+        for (int y = 0; y < 16; ++y)
+            packed[16 * x + y] |= Qor64u((x == kEscape) + (y == kEscape)) << 2 * kFieldBits;
+    return packed;
+}();
+
+// The tables that share an alphabet, the first of which is the lowest one.
+struct PairTables {
+    int table[3];  // 0: none
+    int xlen;
+    const Qor64u* packed;
+};
+constexpr PairTables kPairTables[6] = {
+    {{1, 0, 0}, 2, kLengths1.data()},     {{2, 3, 0}, 3, kLengths2.data()},
+    {{5, 6, 0}, 4, kLengths5.data()},     {{7, 8, 9}, 6, kLengths7.data()},
+    {{10, 11, 12}, 8, kLengths10.data()}, {{13, 15, 0}, 16, kLengths13.data()},
+};
+constexpr PairTables kEscapeTables = {{16, 24, 0}, 16, kLengths16.data()};
+
+// The lowest tables that hold values up to `largest`, from 1 to 14.
+const PairTables& tablesFor(Qor32s largest) {
+    const PairTables* tables = kPairTables;
+    while (tables->xlen <= largest) ++tables;
+    return *tables;
+}
+
+PairBits fieldsOf(Qor64u sum) {
+    constexpr Qor64u kMask = (1 << kFieldBits) - 1;
+    return {
+        {Qor32s(sum & kMask), Qor32s(sum >> kFieldBits & kMask), Qor32s(sum >> 2 * kFieldBits)}};
+}
+
+PairBits countPairs(const Qor32s* pIx, int len, const PairTables& tables) {
+    Qor64u sum = 0;
+    for (int i = 0; i < len; i += 2) sum += tables.packed[tables.xlen * pIx[i] + pIx[i + 1]];
+    return fieldsOf(sum);
+}
+
+PairBits countEscapePairs(const Qor32s* pIx, int len) {
+    Qor64u sum = 0;
+    for (int i = 0; i < len; i += 2)
+        sum += kLengths16[16 * std::min(pIx[i], kEscape) + std::min(pIx[i + 1], kEscape)];
+    return fieldsOf(sum);
+}
+
+// The same for quadruples: table A in the lower half, table B in the upper.
+constexpr auto kQuadLengths = [] {
+    std::array<Qor32u, 16> packed{};
+    for (int i = 0; i < 16; ++i) {
+        const int signs = (i & 1) + (i >> 1 & 1) + (i >> 2 & 1) + (i >> 3);
+        packed[i] = Qor32u(_pHuffmanCode32[i].length + signs) |
+                    Qor32u(_pHuffmanCode33[i].length + signs) << 16;
+    }
+    return packed;
+}();
+
+// 0 when all eight values are.
+QORAC_INLINE Qor32s anyOf8(const Qor32s* p) {
+    return p[0] | p[1] | p[2] | p[3] | p[4] | p[5] | p[6] | p[7];
+}
+
+QORAC_CLONES Qor32s largestOf(const Qor32s* pSrc, int len) {
+    Qor32s largest = 0;
+    for (int i = 0; i < len; ++i) largest = std::max(largest, pSrc[i]);
+    return largest;
+}
+
 }  // namespace
 
 int ownsGetMaxValueIndex_MP3_32s(const Qor32s* pSrc, int len) {
-    int index = 0;
-    Qor32s largest = 0;
-    for (int i = 0; i < len; ++i) {
-        if (pSrc[i] <= largest) continue;
-        largest = pSrc[i];
-        index = i;
-    }
-    return index;
+    const Qor32s largest = largestOf(pSrc, len);
+    return largest == 0 ? 0 : int(std::find(pSrc, pSrc + len, largest) - pSrc);
 }
 
 // --- spectrum ---------------------------------------------------------------------------------
@@ -37,6 +128,7 @@ int ownsGetMaxValueIndex_MP3_32s(const Qor32s* pSrc, int len) {
 void ownsSubdivideQuantVals_MP3(const Qor32s* pIx, QorMP3SideInfo* pSide,
                                 SpectrumRegions* pGranule) {
     int n = kLines;
+    while (n >= 8 && anyOf8(pIx + n - 8) == 0) n -= 8;
     while (n >= 2 && pIx[n - 1] == 0 && pIx[n - 2] == 0) n -= 2;
     int quads = 0;
     while (n >= 4 && std::max({pIx[n - 1], pIx[n - 2], pIx[n - 3], pIx[n - 4]}) <= 1) {
@@ -70,89 +162,75 @@ void ownsSubdivideBigVals_MP3(QorMP3SideInfo* pSide, const Qor16s* pSfb) {
     pSide->region1_count = region1;
 }
 
-int ownsGetNumberOfSpectralBits_MP3(const Qor32s* pIx, int len, int table) {
-    if (table == 0) return 0;
-    const HuffmanTable& huffman = pHf_table[table];
-    int bits = 0;
-    for (int i = 0; i < len; i += 2) {
-        const Qor32s x = std::min(pIx[i], kEscape), y = std::min(pIx[i + 1], kEscape);
-        bits += huffman.pCode[huffman.xlen * x + y].length + (x != 0) + (y != 0);
-        bits += huffman.linbits * ((x == kEscape) + (y == kEscape));
-    }
-    return bits;
+PairBits ownsGetNumberOfSpectralBits_MP3(const Qor32s* pIx, int len, int table) {
+    if (table == 0) return {};
+    if (table >= kEscapeTables.table[0]) return countEscapePairs(pIx, len);
+    return countPairs(pIx, len, tablesFor(pHf_table[table].xlen - 1));
 }
 
-int ownsChooseHuffmanTableBest_MP3(const Qor32s* pIx, int len) {
-    const Qor32s largest = len > 0 ? pIx[ownsGetMaxValueIndex_MP3_32s(pIx, len)] : 0;
+int ownsChooseHuffmanTableBest_MP3(const Qor32s* pIx, int len, int* pBits) {
+    *pBits = 0;
+    const Qor32s largest = largestOf(pIx, len);
     if (largest == 0) return 0;
 
     if (largest >= kEscape) {
+        const auto [bits16, bits24, escapes] = countEscapePairs(pIx, len).field;
         const auto lowest = [&](int table) {
             while (pHf_table[table].linmax <= largest - kEscape) ++table;
             return table;
         };
         const int a = lowest(16), b = lowest(24);
-        return ownsGetNumberOfSpectralBits_MP3(pIx, len, b) <
-                       ownsGetNumberOfSpectralBits_MP3(pIx, len, a)
-                   ? b
-                   : a;
+        const int bitsA = bits16 + escapes * pHf_table[a].linbits;
+        const int bitsB = bits24 + escapes * pHf_table[b].linbits;
+        *pBits = std::min(bitsA, bitsB);
+        return bitsB < bitsA ? b : a;
     }
 
-    int table = 1;
-    while (pHf_table[table].xlen <= largest) ++table;
-    // The tables of one alphabet follow each other, with a gap where a number has no codes.
-    const int xlen = pHf_table[table].xlen;
-    int best = table;
-    int bestBits = ownsGetNumberOfSpectralBits_MP3(pIx, len, table);
-    for (int candidate = table + 1; candidate <= 15; ++candidate) {
-        if (pHf_table[candidate].xlen != xlen) continue;
-        const int bits = ownsGetNumberOfSpectralBits_MP3(pIx, len, candidate);
-        if (bits > bestBits) continue;
-        best = candidate;
-        bestBits = bits;
-    }
-    return best;
+    const PairTables& tables = tablesFor(largest);
+    const PairBits bits = countPairs(pIx, len, tables);
+    int best = 0;
+    for (int i = 1; i < 3 && tables.table[i] != 0; ++i)
+        if (bits.field[i] <= bits.field[best]) best = i;
+    *pBits = bits.field[best];
+    return tables.table[best];
 }
 
-void ownsChooseHuffmanTablePair_MP3(const Qor32s* pIx, QorMP3SideInfo* pSide,
-                                    SpectrumRegions* pGranule, const Qor16s* pSfb) {
+int ownsChooseHuffmanTablePair_MP3(const Qor32s* pIx, QorMP3SideInfo* pSide,
+                                   SpectrumRegions* pGranule, const Qor16s* pSfb) {
     const int end = 2 * pSide->big_values;
     int bound[4] = {0, 36, end, end};
     if (!pSide->window_switching_flag) {
         bound[1] = pSfb[pSide->region0_count + 1];
         bound[2] = pSfb[pSide->region0_count + pSide->region1_count + 2];
     }
+    int total = 0;
     for (int r = 0; r < 3; ++r) {
         const int first = std::min(bound[r], end);
         pGranule->len[r] = std::min(bound[r + 1], end) - first;
-        pSide->table_select[r] = ownsChooseHuffmanTableBest_MP3(pIx + first, pGranule->len[r]);
+        int bits;
+        pSide->table_select[r] =
+            ownsChooseHuffmanTableBest_MP3(pIx + first, pGranule->len[r], &bits);
+        total += bits;
     }
+    return total;
 }
 
 int ownsCount1BitCount_MP3(const Qor32s* pIx, int len, Qor32s* pSelect) {
-    int bitsA = 0, bitsB = 0, signs = 0;
-    for (int i = 0; i < len; i += 4) {
-        const int symbol = 8 * pIx[i] + 4 * pIx[i + 1] + 2 * pIx[i + 2] + pIx[i + 3];
-        bitsA += _pHuffmanCode32[symbol].length;
-        bitsB += _pHuffmanCode33[symbol].length;
-        signs += pIx[i] + pIx[i + 1] + pIx[i + 2] + pIx[i + 3];
-    }
+    Qor32u sum = 0;
+    for (int i = 0; i < len; i += 4)
+        sum += kQuadLengths[8 * pIx[i] + 4 * pIx[i + 1] + 2 * pIx[i + 2] + pIx[i + 3]];
+    const int bitsA = sum & 0xFFFF, bitsB = sum >> 16;
     *pSelect = bitsA < bitsB ? 0 : 1;
-    return std::min(bitsA, bitsB) + signs;
+    return std::min(bitsA, bitsB);
 }
 
 int ownsGetTotalSpBits_MP3(const Qor32s* pIx, QorMP3SideInfo* pSide, SpectrumRegions* pGranule,
                            const Qor16s* pSfb) {
     ownsSubdivideQuantVals_MP3(pIx, pSide, pGranule);
     ownsSubdivideBigVals_MP3(pSide, pSfb);
-    ownsChooseHuffmanTablePair_MP3(pIx, pSide, pGranule, pSfb);
-    int bits = 0;
-    const Qor32s* p = pIx;
-    for (int r = 0; r < 3; ++r) {
-        bits += ownsGetNumberOfSpectralBits_MP3(p, pGranule->len[r], pSide->table_select[r]);
-        p += pGranule->len[r];
-    }
-    return bits + ownsCount1BitCount_MP3(p, pGranule->count1Len, &pSide->count1table_select);
+    const int bits = ownsChooseHuffmanTablePair_MP3(pIx, pSide, pGranule, pSfb);
+    return bits + ownsCount1BitCount_MP3(pIx + 2 * pSide->big_values, pGranule->count1Len,
+                                         &pSide->count1table_select);
 }
 
 // --- scale factors ----------------------------------------------------------------------------

@@ -104,16 +104,43 @@ TEST(SpectrumBits, WindowSwitchingEndsTheFirstRegionAtLine36) {
 
 TEST(BestTable, OnATieTheLaterPairTableWinsAndTheLowerEscapeTable) {
     const Qor32s two[2] = {0, 2};  // tables 2 and 3 take 6 bits each
-    EXPECT_EQ(ownsChooseHuffmanTableBest_MP3(two, 2), 3);
+    int bits = -1;
+    EXPECT_EQ(ownsChooseHuffmanTableBest_MP3(two, 2, &bits), 3);
+    EXPECT_EQ(bits, 7);
     for (Qor32s value = 0; value <= 8206; ++value) {
         const Qor32s pair[2] = {value, 0};
-        const int table = ownsChooseHuffmanTableBest_MP3(pair, 2);
+        const int table = ownsChooseHuffmanTableBest_MP3(pair, 2, &bits);
         ASSERT_EQ(table, reference::bestTable({value, 0}, 0, 2)) << value;
+        ASSERT_EQ(bits, reference::pairBits(table, value, 0));
         if (value >= 15) {
             ASSERT_GT(pHf_table[table].linmax, value - 15);
         }
     }
-    EXPECT_EQ(ownsChooseHuffmanTableBest_MP3(two, 0), 0);
+    EXPECT_EQ(ownsChooseHuffmanTableBest_MP3(two, 0, &bits), 0);
+    EXPECT_EQ(bits, 0);
+}
+
+TEST(PairBits, CountEveryTableOfAnAlphabet) {
+    Random random(3);
+    const std::vector<std::vector<int>> groups = {{1},       {2, 3},       {5, 6},
+                                                  {7, 8, 9}, {10, 11, 12}, {13, 15}};
+    for (const auto& group : groups) {
+        std::vector<Qor32s> ix(100);
+        for (Qor32s& value : ix)
+            value = Qor32s(random.integer(
+                0, pHf_table[group[0]].xlen == 16 ? 14 : pHf_table[group[0]].xlen - 1));
+        for (const int table : group) {
+            const PairBits bits = ownsGetNumberOfSpectralBits_MP3(ix.data(), 100, table);
+            for (std::size_t i = 0; i < group.size(); ++i)
+                EXPECT_EQ(bits.field[i], reference::regionBits(ix, 0, 100, group[i]));
+        }
+    }
+    const Qor32s escapes[4] = {15, 3, 100, 15};
+    const PairBits bits = ownsGetNumberOfSpectralBits_MP3(escapes, 4, 20);
+    EXPECT_EQ(bits.field[0], _pHuffmanCode16[16 * 15 + 3].length + _pHuffmanCode16[255].length + 4);
+    EXPECT_EQ(bits.field[1], _pHuffmanCode24[16 * 15 + 3].length + _pHuffmanCode24[255].length + 4);
+    EXPECT_EQ(bits.field[2], 3);
+    EXPECT_EQ(ownsGetNumberOfSpectralBits_MP3(escapes, 4, 0).field[0], 0);
 }
 
 TEST(Count1Bits, OnATieTableBIsChosen) {
