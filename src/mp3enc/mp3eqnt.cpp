@@ -488,16 +488,19 @@ Qor32s ownsAdjustQuantByBits_MP3(const Qor32s* pXs, Qor32s* pIx, Qor32s* pBuffer
     int step = kFirstStep;
     bool free = gq >= kLeastGq && gq <= kLargestGq;
     bool first = true, overflowed = false;
+    bool counted = false;  // `result` is the count at this gain
     int repeats = 0;
-    Qor32s result;
+    Qor32s result = 0;
     gq = std::clamp(gq, kLeastGq, kLargestGq);
     for (;;) {
-        while (!quantizeBelowLimit()) {
-            ++gq;
-            free = false;
+        if (!counted) {
+            while (!quantizeBelowLimit()) {
+                ++gq;
+                free = false;
+            }
+            result = countBits();
         }
-        const Qor32s bits = countBits();
-        result = bits;
+        const Qor32s bits = result;
         if (first) overflowed = bits > pWork->maxBits;
         first = false;
 
@@ -511,12 +514,14 @@ Qor32s ownsAdjustQuantByBits_MP3(const Qor32s* pXs, Qor32s* pIx, Qor32s* pBuffer
             if (gq < kLeastGq + 1) break;
             gq -= step;
             if (step != 1) step >>= 1;
+            counted = false;
             continue;
         }
 
         // Over budget: up by one, and stop at the first count within it.
         ++gq;
-        if (!quantizeBelowLimit()) continue;
+        counted = quantizeBelowLimit();
+        if (!counted) continue;
         result = countBits();
         if (result <= pWork->maxBits && !overflowed) break;
         overflowed = true;
