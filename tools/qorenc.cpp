@@ -30,12 +30,12 @@ struct Options {
 // The decoder's filter bank is late by this much, which players know.
 constexpr int kDecoderDelay = 529;
 
-// A rate of MPEG-1 that the file's rate stands in a simple proportion to, and else 44100 Hz.
+// The file's own rate where MPEG-1 has it, else one in a simple proportion to it, else 44100 Hz.
 int encodedRate(int sampleRate) {
-    for (const int rate : {44100, 48000, 32000})
-        if (sampleRate == rate) return rate;
-    for (const int rate : {44100, 48000, 32000})
-        if (sampleRate > 0 && (sampleRate % rate == 0 || rate % sampleRate == 0)) return rate;
+    for (const int rate : {32000, 44100, 48000})
+        if (rate >= sampleRate && rate % sampleRate == 0) return rate;
+    for (const int rate : {48000, 44100, 32000})
+        if (sampleRate % rate == 0) return rate;
     return 44100;
 }
 

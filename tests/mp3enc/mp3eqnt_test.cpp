@@ -3,8 +3,8 @@
 #include <cstring>
 #include <memory>
 
+#include "frame/status.h"
 #include "gmock/gmock.h"
-#include "mp3enc/mp3emath.h"
 #include "reference/mp3encquant.h"
 #include "support/memory.h"
 #include "support/random.h"
@@ -139,6 +139,68 @@ TEST(Quantize, WholeFramesAgreeWithThePlainForm) {
             .run();
         ASSERT_EQ(Result(ours), Result(plain)) << "run " << run;
     }
+}
+
+// What the loop sets aside is what the packers write, and the decoder's unpackers give back every
+// line and scale factor.
+TEST(Quantize, WhatIsPackedUnpacks) {
+    Random random(7);
+    int packed = 0;
+    for (int run = 0; run < 60; ++run) {
+        Frame f;
+        fillAtRandom(f, random);
+        f.header.id = 1;
+        if (f.meanBits < 1000) f.meanBits = 1000;
+        ASSERT_EQ(f.run(), qorStsNoErr);
+        const int channels = f.header.mode == 3 ? 1 : 2;
+        for (int i = 0; i < f.records(); ++i) {
+            QorMP3SideInfo& side = f.side[i];
+            const Qor8s* scale = f.scaleFactor.data() + 40 * i;
+            const Qor32s* scfsi = f.scfsi.data() + 4 * (i % channels);
+            const Qor32s* lines = f.xs.data() + 576 * i;
+            const int granule = i / channels, channel = i % channels;
+            // Short blocks may have scale factors that no width holds, and the search a gain that
+            // the stream does not carry.
+            const int bands = side.block_type == 2 ? 36 : 21;
+            bool fits = side.part2_3_length <= 4095 && !outside(side.global_gain, 0, 255);
+            for (int b = 0; b < bands; ++b) fits = fits && (b < bands / 2 || scale[b] < 8);
+            const bool silent = side.big_values == 0 && f.count1Len[i] == 0;
+            if (silent || !fits) continue;
+
+            std::vector<Qor8u> stream(4096);
+            Qor8u* p = stream.data();
+            Qor32s offset = 0;
+            const auto position = [&] { return 8 * (p - stream.data()) + offset; };
+            ASSERT_EQ(qorsPackScaleFactors_MP3_8s1u(scale, &p, &offset, &f.header, &side, scfsi,
+                                                    granule, channel),
+                      qorStsNoErr);
+            const auto scaleBits = position();
+            ASSERT_EQ(qorsHuffmanEncode_MP3_32s1u(lines, &p, &offset, &f.header, &side,
+                                                  f.count1Len[i], f.hufBits[i]),
+                      qorStsNoErr);
+            if (position() > side.part2_3_length) continue;  // the search gave up
+            ASSERT_EQ(position(), side.part2_3_length);
+            ++packed;
+
+            std::array<Qor8s, 40> readScale{};
+            std::copy_n(scale, 40, readScale.begin());  // what scfsi shares
+            std::vector<Qor32s> readLines(576);
+            Qor32s bound;
+            p = stream.data();
+            offset = 0;
+            QorMP3SideInfo readSide = side;
+            ASSERT_EQ(qorsUnpackScaleFactors_MP3_1u8s(&p, &offset, readScale.data(), &readSide,
+                                                      scfsi, &f.header, granule, channel),
+                      qorStsNoErr);
+            ASSERT_EQ(position(), scaleBits);
+            ASSERT_TRUE(std::equal(scale, scale + bands, readScale.begin()));
+            ASSERT_EQ(qorsHuffmanDecode_MP3_1u32s(&p, &offset, readLines.data(), &bound, &readSide,
+                                                  &f.header, int(side.part2_3_length - scaleBits)),
+                      qorStsNoErr);
+            ASSERT_TRUE(std::equal(readLines.begin(), readLines.end(), lines));
+        }
+    }
+    EXPECT_GT(packed, 60);
 }
 
 TEST(Quantize, ChecksComeInOrderAndLeaveEverythingAsItWas) {
