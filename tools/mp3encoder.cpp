@@ -125,7 +125,7 @@ int Mp3Encoder::headBytes() const { return static_cast<int>(mp3HeadSize(header_)
 // The model runs one granule ahead: it analyses the second granule of this frame and the first of
 // the next, and its states hold what belongs to the first of this one.
 void Mp3Encoder::analyse(Frame& frame) {
-    std::array<QorMP3PsychoState, 4> before = state_;
+    const std::array<QorMP3PsychoState, 4> before = state_;
     const Qor16s* pcm = pcm_.data() + (kHistory + kFrameSamples - kModelSamples) * channels_;
     qorsPsychoacousticModelTwo_MP3_16s(pcm, frame.psy.data(), frame.isBound.data(),
                                        frame.side.data(), &frame.header, state_.data(), nullptr,
@@ -134,22 +134,8 @@ void Mp3Encoder::analyse(Frame& frame) {
     // Intensity stereo stays off: its positions could not be sent for a band above a silent right
     // channel, and below 80 kbit/s the model has no bound for it.
     frame.header.mode_extension &= 2;
-    const auto shift = static_cast<std::size_t>(frame.header.mode_extension);  // M/S: channels 2, 3
-
-    // The model leaves the ratios of the second granule in the records of the first, over those of
-    // the first granule, which the states held before the call.
-    const auto nch = static_cast<std::size_t>(channels_);
-    for (std::size_t c = 0; c < nch; ++c) {
-        QorMP3PsychoInfo &first = frame.psy[c], &second = frame.psy[nch + c];
-        const QorMP3PsychoState &now = before[c + shift], &next = state_[c + shift];
-        std::copy(std::begin(first.ratio), std::end(first.ratio), second.ratio);
-        std::copy(std::begin(now.ratioLong), std::end(now.ratioLong), first.ratio);
-        // For a granule that the model sees as short the record holds the ratios of short blocks.
-        // Its long ones are lost: the stricter of its neighbours' stand in.
-        if (frame.side[nch + c].block_type == 2)
-            for (int b = 0; b < 21; ++b)
-                second.ratio[b] = std::min(now.ratioLong[b], next.ratioLong[b]);
-    }
+    placeRatios(before, state_, static_cast<std::size_t>(frame.header.mode_extension), frame.side,
+                static_cast<std::size_t>(channels_), frame.psy);
 
     // All blocks are long: the library's short transform is not what a decoder inverts, and the
     // scale factors of short blocks may not fit the stream. The model's memory has to agree.
@@ -159,6 +145,23 @@ void Mp3Encoder::analyse(Frame& frame) {
         side.block_type = side.window_switching_flag = side.mixed_block_flag = 0;
     }
     for (QorMP3PsychoState& state : state_) state.blockType = 0;
+}
+
+void Mp3Encoder::placeRatios(std::span<const QorMP3PsychoState, 4> before,
+                             std::span<const QorMP3PsychoState, 4> after, std::size_t firstState,
+                             std::span<const QorMP3SideInfo> side, std::size_t channels,
+                             std::span<QorMP3PsychoInfo> psy) {
+    for (std::size_t c = 0; c < channels; ++c) {
+        QorMP3PsychoInfo &first = psy[c], &second = psy[channels + c];
+        const QorMP3PsychoState &now = before[c + firstState], &next = after[c + firstState];
+        std::copy(std::begin(first.ratio), std::end(first.ratio), second.ratio);
+        std::copy(std::begin(now.ratioLong), std::end(now.ratioLong), first.ratio);
+        // For a granule that the model sees as short the record holds the ratios of short blocks.
+        // Its long ones are lost: the stricter of its neighbours' stand in.
+        if (side[channels + c].block_type == 2)
+            for (int b = 0; b < 21; ++b)
+                second.ratio[b] = std::min(now.ratioLong[b], next.ratioLong[b]);
+    }
 }
 
 // PCM to lines: polyphase filter bank, MDCT, mid/side.

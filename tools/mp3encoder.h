@@ -56,6 +56,14 @@ class Mp3Encoder {
     // Largest number of bytes that main_data_begin takes at this bit rate.
     int reservoirLimit() const { return reservoir_.maxBits / 8; }
 
+    // Puts the ratios of a frame where they belong. The model leaves those of the second granule in
+    // the records of the first, over those of the first granule, which the states held before the
+    // call. `firstState` is 2 with mid/side, where channels 2 and 3 are coded, else 0.
+    static void placeRatios(std::span<const QorMP3PsychoState, 4> before,
+                            std::span<const QorMP3PsychoState, 4> after, std::size_t firstState,
+                            std::span<const QorMP3SideInfo> side, std::size_t channels,
+                            std::span<QorMP3PsychoInfo> psy);
+
   private:
     static constexpr int kGranules = 2;
     static constexpr int kLines = 576;
