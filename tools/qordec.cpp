@@ -100,7 +100,7 @@ void run(const std::string& input, const std::string& output, const DecodeOption
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"Decodes an MP3 file to 16-bit WAV."};
+    CLI::App app{"Decodes an MP3 or AAC file to 16-bit WAV."};
     std::string input, output;
     DecodeOptions options;
     bool quiet = false;

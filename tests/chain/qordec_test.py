@@ -167,8 +167,8 @@ class Qordec(unittest.TestCase):
     def test_bad_input_and_output(self):
         self.fails_with("cannot open /nonexistent.mp3: No such file or directory", "/nonexistent.mp3", self.out)
         self.fails_with(f"{self.folder} is a folder", self.folder, self.out)
-        self.fails_with("no MP3 audio found", "-", self.out, input=b"")
-        self.fails_with("no MP3 audio found", "-", self.out, input=b"These are not the bytes of music." * 999)
+        self.fails_with("no MP3 or AAC audio found", "-", self.out, input=b"")
+        self.fails_with("no MP3 or AAC audio found", "-", self.out, input=b"These are not the bytes of music." * 999)
         self.fails_with("cannot write /nonexistent/x.wav: No such file or directory", DEMO, "/nonexistent/x.wav")
         self.fails_with("cannot write /dev/full: No space left on device", DEMO, "/dev/full")
         self.assertNotEqual(qordec().returncode, 0)
