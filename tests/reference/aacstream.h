@@ -261,9 +261,14 @@ inline void putSections(BitWriter& out, const Channel& channel) {
     }
 }
 
-inline void putGains(BitWriter& out, const Channel& channel) {
+// How noise energies are coded: as the standard says, from one noise band to the next, or in one
+// chain with the scale factors, as the noiseless decoder takes them.
+enum class NoiseChain { own, shared };
+
+inline void putGains(BitWriter& out, const Channel& channel, NoiseChain noiseChain) {
     const std::vector<int> books = bandBooks(channel);
-    int scaleFactor = channel.globalGain, position = 0;
+    int scaleFactor = channel.globalGain, position = 0, ownEnergy = 0;
+    int& energy = noiseChain == NoiseChain::own ? ownEnergy : scaleFactor;
     bool noiseSeen = false;
     for (std::size_t i = 0; i < books.size(); ++i) {
         const int gain = channel.gains[i];
@@ -274,7 +279,10 @@ inline void putGains(BitWriter& out, const Channel& channel) {
         } else if (books[i] == 13 && !noiseSeen) {
             noiseSeen = true;
             out.put(std::uint32_t(gain - channel.globalGain + 346), 9);
-            scaleFactor = gain;
+            energy = gain;
+        } else if (books[i] == 13) {
+            putDifference(out, gain - energy);
+            energy = gain;
         } else {
             putDifference(out, gain - scaleFactor);
             scaleFactor = gain;
@@ -328,11 +336,11 @@ inline void putSpectrum(BitWriter& out, const Channel& channel, Bands bands) {
 
 // individual_channel_stream; a layer of a scalable stream has neither ics_info nor tools.
 inline void putChannel(BitWriter& out, const Channel& channel, Bands bands, bool commonWindow,
-                       bool scalable = false) {
+                       bool scalable = false, NoiseChain noiseChain = NoiseChain::shared) {
     out.put(std::uint32_t(channel.globalGain), 8);
     if (!commonWindow && !scalable) putIcsInfo(out, channel);
     putSections(out, channel);
-    putGains(out, channel);
+    putGains(out, channel, noiseChain);
     if (!scalable) {
         out.put(channel.pulse ? 1 : 0, 1);
         if (channel.pulse) putPulse(out, *channel.pulse);
