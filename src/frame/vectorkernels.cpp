@@ -120,55 +120,6 @@ QORAC_CLONES void convertFloats(const Qor32f* pSrc, Qor16s* pDst, int len, Qor32
         storePart(pDst + i, roundToShorts(loadPart<Real8>(pSrc + i, len - i) * scale), len - i);
 }
 
-QORAC_CLONES void mulC(Qor32f* pSrcDst, int len, Qor32f val) {
-    for (int i = 0; i < len; ++i) pSrcDst[i] *= val;
-}
-
-typedef Qor32f Real8 __attribute__((vector_size(32)));
-typedef Qor32u Bits8 __attribute__((vector_size(32)));
-typedef Qor32s Int8 __attribute__((vector_size(32)));
-typedef Qor16s Short8 __attribute__((vector_size(16)));
-
-template <typename V, typename T>
-QORAC_INLINE V loadVector(const T* p) {
-    V v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-}
-template <typename V, typename T>
-QORAC_INLINE void storeVector(T* p, const V& v) {
-    std::memcpy(p, &v, sizeof v);
-}
-// The first `count` elements, the rest of the vector 0.
-template <typename V, typename T>
-QORAC_INLINE V loadPart(const T* p, int count) {
-    V v{};
-    std::memcpy(&v, p, sizeof(T) * size_t(count));
-    return v;
-}
-template <typename V, typename T>
-QORAC_INLINE void storePart(T* p, const V& v, int count) {
-    std::memcpy(p, &v, sizeof(T) * size_t(count));
-}
-
-// Nearest integers with ties to even, whatever the caller's rounding mode, saturated to 16 bits; a
-// NaN saturates to the low end. A true comparison is a lane of ones: -1.
-QORAC_INLINE Short8 roundToShorts(Real8 x) {
-    x = x > -32768.0f ? x : Real8{} - 32768.0f;
-    x = x < 32767.0f ? x : Real8{} + 32767.0f;
-    const Int8 towardZero = __builtin_convertvector(x, Int8);
-    const Real8 rest = x - __builtin_convertvector(towardZero, Real8);
-    const Int8 odd = -(towardZero & 1);
-    const Int8 up = (rest > 0.5f) | ((rest == 0.5f) & odd);
-    const Int8 down = (rest < -0.5f) | ((rest == -0.5f) & odd);
-    return __builtin_convertvector(towardZero - up + down, Short8);
-}
-
-QORAC_CLONES void convertFloats(const Qor32f* pSrc, Qor16s* pDst, int len, Qor32f scale) {
-    for (int i = 0; i < len; i += 8)
-        storePart(pDst + i, roundToShorts(loadPart<Real8>(pSrc + i, len - i) * scale), len - i);
-}
-
 // The products ac - bd and ad + bc of (a + ib)(c + id), four side by side. The subtraction is an
 // addition of the negated product: g++ 12 makes one rounding of what alternates subtractions and
 // additions of products, whatever it is told about contraction.
