@@ -31,10 +31,6 @@ QORAC_INLINE Complex<V> operator*(Complex<V> a, Complex<V> b) {
     return {mulSubFrom(a.im, b.im, a.re * b.re), mulAdd(a.im, b.re, a.re * b.im)};
 }
 template <typename V>
-QORAC_INLINE Complex<V> scaled(Complex<V> a, V factor) {
-    return {a.re * factor, a.im * factor};
-}
-template <typename V>
 QORAC_INLINE Complex<V> timesMinusJ(Complex<V> a) {
     return {a.im, -a.re};
 }

@@ -7,7 +7,7 @@ namespace qorac {
 
 // Elements 0 to 2^order - 1 change places with those whose index has the bits in reverse, in place
 // (1) or from source to destination (2); complex numbers (C) or floats (S). The table is that of
-// qors_initTabBitRevNorm for the order.
+// qors_initTabBitRevNorm for the order, which is at least 8.
 void qors_BitRev1_C(Qor32fc* pSrcDst, Qor32s order, const Qor32s* pBitRev);
 void qors_BitRev2_C(const Qor32fc* pSrc, Qor32fc* pDst, Qor32s order, const Qor32s* pBitRev);
 void qors_BitRev1_S(Qor32f* pSrcDst, Qor32s order, const Qor32s* pBitRev);
