@@ -4,10 +4,10 @@
 // bits.
 static QORAC_INLINE void windowSums(const Qor32s* x, Qor32s* y) {
     constexpr int kFractionBits = 20;
-    constexpr Qor64u kHalf = 1 << (kFractionBits - 1);
+    constexpr Qor32s kHalf = 1 << (kFractionBits - 1);
     for (int lane = 0; lane < kRow; lane += kLanes<Vec>) {
         using Wide = decltype(mulEven(Vec{}, Vec{}));
-        Wide even = Wide{} + kHalf, odd = Wide{} + kHalf;
+        Wide even = broadcast<Wide>(kHalf), odd = even;
         for (int r = 0; r < kRows; ++r) {
             const WindowRow& window = _pEncWinC_MP3.row[r];
             const Vec samples = load<Vec>(x + kRow * (kRows - 1 - r) + lane);
