@@ -11,48 +11,18 @@
 #include "frame/constmath.h"
 #include "frame/fixed.h"
 #include "frame/mp3sfbtbl.h"
+#include "frame/pow43.h"
 #include "frame/status.h"
 #include "qorac.h"
 
 namespace qorac {
 namespace {
 
-using constmath::pow43;
 using constmath::scale2;
 
 constexpr int kLines = 576;
 constexpr int kScaleFactors = 40;  // bytes per channel
 constexpr int kMaxMagnitude = 8206;
-
-// k^(4/3) * 2^(-r/4) for k from 0 to 15: Q28 below 4, Q25 from 4 on.
-struct Req16 {
-    Qor32s row[4][16];
-};
-constexpr Req16 _pReq16x4 = [] {
-    Req16 table{};
-    for (int r = 0; r < 4; ++r)
-        for (int k = 0; k < 16; ++k)
-            table.row[r][k] = Qor32s(
-                constmath::round(scale2(pow43(k) * constmath::exp2Quarter(-r), k < 4 ? 28 : 25)));
-    return table;
-}();
-
-// k^(4/3) for k from 16 to 128: Q23 below 64, Q21 from 64 on.
-constexpr auto _pMP3Sqrt43 = constmath::makeTable<Qor32s, 113>([](int i) {
-    const int k = i + 16;
-    return constmath::round(scale2(pow43(k), k < 64 ? 23 : 21));
-});
-
-// 2^(-r/4) in Q31.
-constexpr Qor32s _pMP3Sqrt14_32s[4] = {0x7FFFFFFF, 1805811301, 1518500250, 1276901417};
-
-// Polynomial for x^(4/3) on 0.5 to 1, and for each power of two of k from 128 on the factor 2^(4/3)
-// per octave with its exponent.
-constexpr Qor32s _pMP3PolyCoeff43[8] = {-457633446, 1445956062, -2036421417, 1707815404,
-                                        -991941369, 535739478,  127541088,   -1613111};
-constexpr Qor32s _pMP3Xt43[7] = {1704458900, 2147483647, 1352829926, 1704458900,
-                                 2147483647, 1352829926, 1704458900};
-constexpr Qor32s _pXtExp[7] = {20, 19, 17, 16, 15, 13, 12};
 
 // The standard's pretab (Table B.6).
 constexpr Qor8u _pPretab[22] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 3, 3, 3, 2, 0};
@@ -179,21 +149,9 @@ void mapStereo(Granule& granule) {
 
 // 2^(-e/4) * k^(4/3) in Q26 for k from 16 to 8206, saturated; q = e >> 2, r = e & 3.
 QORAC_INLINE Qor32s requantizeLarge(int k, int q, int r) {
-    Qor32s m;
-    int n;
-    if (k <= 128) {
-        m = _pMP3Sqrt43[k - 16];
-        n = k < 64 ? 4 : 6;
-    } else {
-        const int octave = bitLength(Qor32u(k)) - 8;  // 0 for 128 to 255, 6 for 8192 on
-        const Qor32s x = (k << 17) << (6 - octave);   // at least 2^30
-        Qor32s p = _pMP3PolyCoeff43[0];
-        for (int i = 1; i < 8; ++i) p = wrapAdd(mulHigh(p, x), _pMP3PolyCoeff43[i]);
-        m = wrapShl(mulHigh(wrapShl(p, 4), _pMP3Xt43[octave]), 1);
-        n = 27 - _pXtExp[octave];
-    }
-    m = mulHigh(m, _pMP3Sqrt14_32s[r]);
-    const int d = q - n;
+    const Power43 power = pow43(Qor32u(k));
+    const Qor32s m = mulHigh(power.mantissa, _pSqrt14_32s_Audio[r]);
+    const int d = q - power.exponent;
     if (d >= 0) return m >> std::min(d, 31);
     return m > (kMax32s >> -d) ? kMax32s : wrapShl(m, -d);
 }
@@ -241,7 +199,7 @@ void intensityLsf(Qor32s* left, Qor32s* right, int len, Qor8s position, int inte
     }
     const int c = position < 0 ? 0 : ((position + 1) >> 1) << intensity_scale;
     const bool scaleLeft = position >= 0 && (position & 1);
-    const Qor32s factor = _pMP3Sqrt14_32s[c & 3];
+    const Qor32s factor = _pSqrt14_32s_Audio[c & 3];
     const int shift = std::min(c >> 2, 31);
     for (int i = 0; i < len; ++i) {
         const Qor32s a = left[i];

@@ -8,7 +8,7 @@ struct SmallLines {
         for (int k = 0; k < 16; ++k) {
             const int shift = k < 4 ? q + 2 : q - 1;
             const int down = shift < 0 ? 0 : shift > 31 ? 31 : shift, up = shift < 0 ? -shift : 0;
-            line[k] = Qor32s(Qor32u(_pReq16x4.row[r][k] >> down) << up);
+            line[k] = Qor32s(Qor32u(_pReq16x4_Audio.row[r][k] >> down) << up);
         }
     }
 };
