@@ -53,7 +53,7 @@ constexpr QORAC_INLINE Qor32s mulAddRound14(Qor32s a, Qor32s c, Qor32s b, Qor32s
 // a * b / 2^31 truncated, of a non-negative 64-bit number and a non-negative Q31 fraction.
 constexpr QORAC_INLINE Qor64s mulQ31(Qor64s a, Qor32s b) {
     __extension__ typedef unsigned __int128 Qor128u;
-    return Qor64s((Qor128u(a) * (Qor64u(b) << 33)) >> 64);
+    return Qor64s((Qor128u(Qor64u(a)) * (Qor64u(b) << 33)) >> 64);
 }
 
 // --- halves of a 64-bit value -----------------------------------------------------------------

@@ -73,34 +73,50 @@ constexpr std::array<Qor16s, count> makeBitReversal() {
 template <int count>
 constexpr auto kBitReversal = makeBitReversal<count>();
 
-// The L-shaped butterflies of one block of n values, at offsets j = 0 to n / 4 - 1: of z0 to z3 a
-// quarter apart they make z0 + z2, z1 + z3, ((z0 - z2) - i (z1 - z3)) W^j and
-// ((z0 - z2) + i (z1 - z3)) W^3j. Offset 0 rotates by 1, which is exact.
+enum class Rotation { none, eighth, table };
+
+// The L-shaped butterfly at offset j of a block of n values: of z0 to z3 a quarter apart it makes
+// z0 + z2, z1 + z3, ((z0 - z2) - i (z1 - z3)) W^j and ((z0 - z2) + i (z1 - z3)) W^3j.
+template <int n, Rotation rotation>
+QORAC_INLINE void butterfly(Qor32s* __restrict re, Qor32s* __restrict im, int j) {
+    const int i0 = j, i1 = j + n / 4, i2 = j + n / 2, i3 = j + 3 * n / 4;
+    const Qor32s re02 = wrapSub(re[i0], re[i2]), im02 = wrapSub(im[i0], im[i2]);
+    const Qor32s re13 = wrapSub(re[i1], re[i3]), im13 = wrapSub(im[i1], im[i3]);
+    re[i0] = wrapAdd(re[i0], re[i2]);
+    im[i0] = wrapAdd(im[i0], im[i2]);
+    re[i1] = wrapAdd(re[i1], re[i3]);
+    im[i1] = wrapAdd(im[i1], im[i3]);
+    const Qor32s re2 = wrapAdd(re02, im13), im2 = wrapSub(im02, re13);
+    const Qor32s re3 = wrapSub(re02, im13), im3 = wrapAdd(im02, re13);
+    if constexpr (rotation == Rotation::none) {
+        re[i2] = re2;
+        im[i2] = im2;
+        re[i3] = re3;
+        im[i3] = im3;
+    } else if constexpr (rotation == Rotation::eighth) {
+        constexpr Qor32s kSqrtHalf = q14(constmath::cosPi(1, 4));
+        re[i2] = mulRound(wrapAdd(re2, im2), kSqrtHalf, 14);
+        im[i2] = mulRound(wrapSub(im2, re2), kSqrtHalf, 14);
+        re[i3] = mulRound(wrapSub(im3, re3), kSqrtHalf, 14);
+        im[i3] = mulRound(wrapNeg(wrapAdd(im3, re3)), kSqrtHalf, 14);
+    } else {
+        const Twiddles<n>& w = kTwiddles<n>;
+        re[i2] = mulAddRound14(re2, w.cos1[j], im2, w.sin1[j]);
+        im[i2] = mulAddRound14(im2, w.cos1[j], re2, -w.sin1[j]);
+        re[i3] = mulAddRound14(re3, w.cos3[j], im3, w.sin3[j]);
+        im[i3] = mulAddRound14(im3, w.cos3[j], re3, -w.sin3[j]);
+    }
+}
+
+// The butterflies of a block, at offsets 0 to n / 4 - 1. From 16 values on the simple offsets are
+// rotated like all others, which changes nothing: a rotation by 1 is exact.
 template <int n>
 QORAC_INLINE void butterflies(Qor32s* __restrict re, Qor32s* __restrict im) {
-    constexpr int kQuarter = n / 4;
-    for (int j = 0; j < kQuarter; ++j) {
-        const int i0 = j, i1 = j + kQuarter, i2 = j + 2 * kQuarter, i3 = j + 3 * kQuarter;
-        const Qor32s re02 = wrapSub(re[i0], re[i2]), im02 = wrapSub(im[i0], im[i2]);
-        const Qor32s re13 = wrapSub(re[i1], re[i3]), im13 = wrapSub(im[i1], im[i3]);
-        re[i0] = wrapAdd(re[i0], re[i2]);
-        im[i0] = wrapAdd(im[i0], im[i2]);
-        re[i1] = wrapAdd(re[i1], re[i3]);
-        im[i1] = wrapAdd(im[i1], im[i3]);
-        const Qor32s re2 = wrapAdd(re02, im13), im2 = wrapSub(im02, re13);
-        const Qor32s re3 = wrapSub(re02, im13), im3 = wrapAdd(im02, re13);
-        if constexpr (n == 4) {
-            re[i2] = re2;
-            im[i2] = im2;
-            re[i3] = re3;
-            im[i3] = im3;
-        } else {
-            const Twiddles<n>& w = kTwiddles<n>;
-            re[i2] = mulAddRound14(re2, w.cos1[j], im2, w.sin1[j]);
-            im[i2] = mulAddRound14(im2, w.cos1[j], re2, -w.sin1[j]);
-            re[i3] = mulAddRound14(re3, w.cos3[j], im3, w.sin3[j]);
-            im[i3] = mulAddRound14(im3, w.cos3[j], re3, -w.sin3[j]);
-        }
+    if constexpr (n <= 8) {
+        butterfly<n, Rotation::none>(re, im, 0);
+        if constexpr (n == 8) butterfly<n, Rotation::eighth>(re, im, 1);
+    } else {
+        for (int j = 0; j < n / 4; ++j) butterfly<n, Rotation::table>(re, im, j);
     }
 }
 
@@ -142,22 +158,30 @@ QORAC_INLINE void _bitreverse(const Qor32s* in, Qor32s* __restrict out) {
 template <int size, int guardBits>
 QORAC_INLINE void join(const Qor32s* re, const Qor32s* im, Qor32sc* pDst) {
     constexpr int kHalf = size / 2, kQuarter = size / 4;
-    const auto result = [](Qor32s a, Qor32s b) {
-        constexpr Qor32s kRound = 1 << (guardBits - 1);
-        return Qor32sc{wrapAdd(a, kRound) >> guardBits, wrapAdd(b, kRound) >> guardBits};
-    };
-    pDst[0] = result(wrapAdd(re[0], im[0]), 0);
+    alignas(64) Qor32s outRe[kHalf], outIm[kHalf];
+    Qor32s* const mirroredRe = outRe + kQuarter;  // lines kHalf - k
+    Qor32s* const mirroredIm = outIm + kQuarter;
     for (int k = 1; k < kQuarter; ++k) {
         const Qor32s a = wrapAdd(re[k], re[kHalf - k]) >> 1, b = wrapSub(re[k], re[kHalf - k]) >> 1;
         const Qor32s c = wrapAdd(im[k], im[kHalf - k]) >> 1, d = wrapSub(im[k], im[kHalf - k]) >> 1;
         const Qor32s cosine = kCircle<size>.cos[k], sine = kCircle<size>.sin[k];
         const Qor32s u = mulAddRound14(b, cosine, c, sine);
         const Qor32s v = mulAddRound14(b, sine, c, -cosine);
-        pDst[k] = result(wrapSub(a, v), wrapSub(d, u));
-        pDst[kHalf - k] = result(wrapAdd(a, v), wrapNeg(wrapAdd(d, u)));
+        outRe[k] = wrapSub(a, v);
+        outIm[k] = wrapSub(d, u);
+        mirroredRe[kQuarter - k] = wrapAdd(a, v);
+        mirroredIm[kQuarter - k] = wrapNeg(wrapAdd(d, u));
     }
-    pDst[kQuarter] = result(re[kQuarter], wrapNeg(im[kQuarter]));
-    pDst[kHalf] = result(wrapSub(re[0], im[0]), 0);
+    outRe[0] = wrapAdd(re[0], im[0]);
+    outIm[0] = 0;
+    mirroredRe[0] = re[kQuarter];
+    mirroredIm[0] = wrapNeg(im[kQuarter]);
+    constexpr Qor32s kRound = 1 << (guardBits - 1);
+    for (int k = 0; k < kHalf; ++k) {
+        pDst[k].re = wrapAdd(outRe[k], kRound) >> guardBits;
+        pDst[k].im = wrapAdd(outIm[k], kRound) >> guardBits;
+    }
+    pDst[kHalf] = {wrapAdd(wrapSub(re[0], im[0]), kRound) >> guardBits, 0};
 }
 
 template <int size, int guardBits>
