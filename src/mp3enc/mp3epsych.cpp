@@ -29,16 +29,19 @@ namespace {
 
 constexpr int kGranule = 576;
 
+// Unpredictability (Q31) from which a partition masks like noise and up to which it masks like a
+// tone, the factors (Q32) of the two, -6 and -18 dB, and the scale of the power between them.
+//
+// A tonality index of -0.299 - 0.43 ln(cb), kept in 0 to 1, asks for a distance of 18 dB below
+// tones and 6 dB below noise, which makes the factor a power of cb.
+constexpr Qor64u kNoiseMeasure = 1071379500, kToneMeasure = 104798000;
+constexpr Qor64u kNoiseFactor = 1078847007, kToneFactor = 68070644;
+constexpr Qor32u kFactorScale = 1232338071;
+
 // --- arithmetic -------------------------------------------------------------------------------
 
 QORAC_INLINE Qor64s square(Qor32s a) { return Qor64s(a) * a; }
 QORAC_INLINE Qor64s energyOf(Qor32sc x) { return square(x.re) + square(x.im); }
-// Twice the real part of the product of a and the conjugate of b: what separates the energy of
-// a + b from the sum of the energies.
-QORAC_INLINE Qor64s crossTerm(Qor32sc a, Qor32sc b) {
-    return 2 * (Qor64s(a.re) * b.re + Qor64s(a.im) * b.im);
-}
-
 QORAC_INLINE Qor32s root(Qor64s a) {
     Qor32s result = 0;
     ownsSqrt_Audio_32s(Qor32u(high32(a)), low32(a), &result);
@@ -56,18 +59,6 @@ QORAC_INLINE Reciprocal reciprocal(Qor32u v) {
     ownsReciprocal_Audio(v, &r.value, &r.shift);
     return r;
 }
-
-// a / b in Q`fraction`; b is positive. What leaves at the top of 64 bits is lost.
-template <int fraction>
-QORAC_INLINE Qor64s quotient(Qor64s a, Qor64s b) {
-    Qor32u mantissa = 0;
-    Qor32s shift = 0;
-    ownsNorm64To32_Audio(Qor32u(high32(b)), low32(b), &mantissa, &shift);
-    const Reciprocal r = reciprocal(std::max(mantissa, 1u));
-    return shrEither(mulQ31(a, r.value), 62 - fraction - shift);
-}
-
-QORAC_INLINE Qor32s atMostOne(Qor64s q31) { return Qor32s(std::min<Qor64s>(q31, kMax32s)); }
 
 // --- unpredictability -------------------------------------------------------------------------
 
@@ -123,6 +114,32 @@ QORAC_INLINE Qor32s unpredictability(Line line, Line before, Line twoBefore) {
 QORAC_INLINE Line lineOf(Qor32sc value) { return {value, root(energyOf(value))}; }
 
 }  // namespace
+}  // namespace qorac
+
+#define QORAC_KERNEL "mp3enc/mp3epsych_kernel.h"
+#include "frame/levels.h"
+
+namespace qorac {
+
+QORAC_BIND(void, lineEnergies, (const Qor32sc* pLines, int count, Qor64s* pDst),
+           (pLines, count, pDst))
+QORAC_BIND(void, lineCrossTerms, (const Qor32sc* pA, const Qor32sc* pB, int count, Qor64s* pDst),
+           (pA, pB, count, pDst))
+QORAC_BIND(void, multiplyQ31,
+           (const Qor64s* pEnergy, const Qor32s* pFactor, int count, Qor64s* pDst),
+           (pEnergy, pFactor, count, pDst))
+QORAC_BIND(void, maskingThresholds,
+           (const Qor64s* pEnergy, const Qor64s* pUnpredictable, int count, Qor64s* pThreshold),
+           (pEnergy, pUnpredictable, count, pThreshold))
+QORAC_BIND(void, couple,
+           (const FourChannels& energy, const FourChannels& threshold, const Qor32s* pBmldRatio,
+            int count),
+           (energy, threshold, pBmldRatio, count))
+QORAC_BIND(void, logarithms,
+           (const Qor64s* pEnergy, const Qor64s* pThreshold, int count, Qor64s* pDst),
+           (pEnergy, pThreshold, count, pDst))
+QORAC_BIND(void, ratios, (const Qor64s* pThreshold, const Qor64s* pEnergy, int count, Qor64s* pDst),
+           (pThreshold, pEnergy, count, pDst))
 
 void ownsCalUnpredictMeasureCw06_Psy_MP3(const Qor32sc* pSpectrum, QorMP3PsychoState* pState,
                                          Qor32s* pCw) {
@@ -160,68 +177,91 @@ QORAC_CLONES void ownsCalUnpredictMeasureCwAbove06_Psy_MP3(const SpectrumShort& 
 
 // --- long blocks ------------------------------------------------------------------------------
 
-QORAC_CLONES void ownsCalEnergyUnpredict_Psy_MP3(const SpectrumLong* pSpectrum,
-                                                 const Unpredictability* pCw,
-                                                 const PsyTables& tables, int channels,
-                                                 bool midSide, PartitionsLong* pEnergy,
-                                                 PartitionsLong* pUnpredictable) {
-    const auto& partition = tables.pPsyPartitionTableLong;
-    for (int b = 0; b < tables.numPartLong; ++b) {
-        for (int c = 0; c < channels; ++c) {
-            Qor64s energy = 0, unpredictable = 0;
-            for (int k = partition[b]; k < partition[b + 1]; ++k) {
-                const Qor64s line = energyOf(pSpectrum[c][k]);
-                energy += line;
-                unpredictable += mulQ31(line, pCw[c][k]);
-            }
-            pEnergy[c][b] = energy;
-            pUnpredictable[c][b] = unpredictable;
+namespace {
+
+// Sums over the lines of each partition.
+void sumPartitions(const Qor64s* pLines, const Qor16s* pPartition, int count, Qor64s* pDst) {
+    for (int b = 0; b < count; ++b) {
+        Qor64s sum = 0;
+        for (int k = pPartition[b]; k < pPartition[b + 1]; ++k) sum += pLines[k];
+        pDst[b] = sum;
+    }
+}
+
+// The energy of mid or side: a quarter of that of left plus or minus right.
+QORAC_INLINE Qor64s quarter(Qor64s energy) { return energy >> 2; }
+
+}  // namespace
+
+void ownsCalEnergyUnpredict_Psy_MP3(const SpectrumLong* pSpectrum, const Unpredictability* pCw,
+                                    const PsyTables& tables, int channels, bool midSide,
+                                    PartitionsLong* pEnergy, PartitionsLong* pUnpredictable) {
+    const Qor16s* const partition = tables.pPsyPartitionTableLong.data();
+    const int count = tables.numPartLong, lines = partition[count];
+    Qor64s energy[2][kLinesLong], product[kLinesLong];
+    const auto sumUnpredictable = [&](const Qor64s* pLines, const Qor32s* pMeasure, Qor64s* pDst) {
+        multiplyQ31(pLines, pMeasure, lines, product);
+        sumPartitions(product, partition, count, pDst);
+    };
+    for (int c = 0; c < channels; ++c) {
+        lineEnergies(pSpectrum[c], lines, energy[c]);
+        sumPartitions(energy[c], partition, count, pEnergy[c]);
+        sumUnpredictable(energy[c], pCw[c], pUnpredictable[c]);
+    }
+    if (!midSide) return;
+    Qor64s mid[kLinesLong], side[kLinesLong], cross[kLinesLong];
+    Qor32s measure[kLinesLong];
+    lineCrossTerms(pSpectrum[0], pSpectrum[1], lines, cross);
+    for (int k = 0; k < lines; ++k) {
+        mid[k] = energy[0][k] + energy[1][k] + cross[k];
+        side[k] = energy[0][k] + energy[1][k] - cross[k];
+        measure[k] = std::min(pCw[0][k], pCw[1][k]);
+    }
+    sumPartitions(mid, partition, count, pEnergy[2]);
+    sumPartitions(side, partition, count, pEnergy[3]);
+    sumUnpredictable(mid, measure, pUnpredictable[2]);
+    sumUnpredictable(side, measure, pUnpredictable[3]);
+    for (int c = 2; c < kAnalysisChannels; ++c) {
+        for (int b = 0; b < count; ++b) {
+            pEnergy[c][b] = quarter(pEnergy[c][b]);
+            pUnpredictable[c][b] = quarter(pUnpredictable[c][b]);
         }
-        if (!midSide) continue;
-        Qor64s cross = 0, unpredictableMid = 0, unpredictableSide = 0;
-        for (int k = partition[b]; k < partition[b + 1]; ++k) {
-            const Qor32sc left = pSpectrum[0][k], right = pSpectrum[1][k];
-            const Qor64s both = energyOf(left) + energyOf(right);
-            const Qor64s lineCross = crossTerm(left, right);
-            const Qor32s cw = std::min(pCw[0][k], pCw[1][k]);
-            cross += lineCross;
-            unpredictableMid += mulQ31(both + lineCross, cw);
-            unpredictableSide += mulQ31(both - lineCross, cw);
-        }
-        pEnergy[2][b] = (pEnergy[0][b] + pEnergy[1][b] + cross) >> 2;
-        pEnergy[3][b] = (pEnergy[0][b] + pEnergy[1][b] - cross) >> 2;
-        pUnpredictable[2][b] = unpredictableMid >> 2;
-        pUnpredictable[3][b] = unpredictableSide >> 2;
     }
 }
 
 namespace {
 
-// Sum of the partitions lo <= j < hi, each times its coefficient.
-QORAC_INLINE Qor64s spread(const Qor64s* pEnergy, int lo, int hi, const Qor32s* pCoefficients) {
-    Qor64s sum = 0;
-    for (int j = lo; j < hi; ++j) sum += mulQ31(pEnergy[j], pCoefficients[j - lo]);
-    return sum;
+// Spreading: each row's partition b gathers the partitions of its bound, each times its
+// coefficient. Rows stand `stride` apart and share the coefficients.
+template <int rows, int stride>
+QORAC_INLINE void spread(const Qor64s* pEnergy, const Qor16s* pBound, const Qor32s* pPacked,
+                         int count, Qor64s* pDst) {
+    for (int b = 0; b < count; ++b) {
+        Qor64s sum[rows] = {};
+        for (int j = pBound[2 * b]; j < pBound[2 * b + 1]; ++j) {
+            const Qor32s coefficient = *pPacked++;
+            for (int row = 0; row < rows; ++row) {
+                sum[row] += mulQ31(pEnergy[row * stride + j], coefficient);
+            }
+        }
+        for (int row = 0; row < rows; ++row) pDst[row * stride + b] = sum[row];
+    }
 }
 
-// Threshold of a partition with this spread energy, of which `unpredictable` is noise-like. The
-// tonality index -0.299 - 0.43 ln(cb), kept in 0 to 1, asks for a distance of 18 dB below tones and
-// 6 dB below noise, which makes the factor a power of cb between two limits.
-QORAC_INLINE Qor64s maskingThreshold(Qor64s energy, Qor64s unpredictable) {
-    constexpr Qor64s kNoise = 1071379500, kTone = 104798000;             // cb, Q31
-    constexpr Qor32s kNoiseFactor = 1078847007, kToneFactor = 68070644;  // -6 and -18 dB, Q32
-    constexpr Qor64s kScale = 1232338071;
-    if (energy == 0) return 1;
-    const Qor64s cb = quotient<31>(unpredictable, energy);
-    Qor32s factor = kNoiseFactor;
-    if (cb < kTone) {
-        factor = kToneFactor;
-    } else if (cb <= kNoise) {
-        Qor32s power = 0;
-        ownsPow118813_Audio_32s(Qor32s(cb), &power);
-        factor = Qor32s((power * kScale) >> 30);
-    }
-    return mulQ31(energy, factor) >> 1;
+QORAC_CLONES void spreadLong(const PartitionsLong* pEnergy, const PsyTables& tables, int channels,
+                             PartitionsLong* pDst) {
+    const Qor16s* const bound = tables.pSprdngBoundLong.data();
+    const Qor32s* const packed = tables.pSprdngPackedLong.data();
+    const int count = tables.numPartLong;
+    if (channels == 1) spread<1, kMaxPartLong>(*pEnergy, bound, packed, count, *pDst);
+    if (channels == 2) spread<2, kMaxPartLong>(*pEnergy, bound, packed, count, *pDst);
+    if (channels == 4) spread<4, kMaxPartLong>(*pEnergy, bound, packed, count, *pDst);
+}
+
+QORAC_CLONES void spreadShort(const PartitionsShort& energy, const PsyTables& tables,
+                              PartitionsShort& dst) {
+    spread<kWindows, kMaxPartShort>(energy[0], tables.pSprdngBoundShort.data(),
+                                    tables.pSprdngPackedShort.data(), tables.numPartShort, dst[0]);
 }
 
 template <typename Partitions>
@@ -236,19 +276,10 @@ QORAC_CLONES void ownsCalSpreadedEnergyThreshold_Psy_MP3(
     int channels, QorMP3PsychoState* pState, PartitionsLong* pSpread,
     PartitionsLong* pUnpredictableSpread, PartitionsLong* pThreshold) {
     const int count = tables.numPartLong;
-    const Qor32s* coefficients = tables.pSprdngPackedLong.data();
-    for (int b = 0; b < count; ++b) {
-        const int lo = tables.pSprdngBoundLong[2 * b], hi = tables.pSprdngBoundLong[2 * b + 1];
-        for (int c = 0; c < channels; ++c) {
-            pSpread[c][b] = spread(pEnergy[c], lo, hi, coefficients);
-            pUnpredictableSpread[c][b] = spread(pUnpredictable[c], lo, hi, coefficients);
-        }
-        coefficients += hi - lo;
-    }
+    spreadLong(pEnergy, tables, channels, pSpread);
+    spreadLong(pUnpredictable, tables, channels, pUnpredictableSpread);
     for (int c = 0; c < channels; ++c) {
-        for (int b = 0; b < count; ++b) {
-            pThreshold[c][b] = maskingThreshold(pSpread[c][b], pUnpredictableSpread[c][b]);
-        }
+        maskingThresholds(pSpread[c], pUnpredictableSpread[c], count, pThreshold[c]);
     }
     if (channels == kAnalysisChannels) {
         ownsMSThresholdCoupling_Psy_MP3(fourChannels(pSpread), fourChannels(pThreshold),
@@ -270,70 +301,41 @@ QORAC_CLONES void ownsCalSpreadedEnergyThreshold_Psy_MP3(
     }
 }
 
-QORAC_CLONES void ownsMSThresholdCoupling_Psy_MP3(const FourChannels& energy,
-                                                  const FourChannels& threshold,
-                                                  const Qor32s* pBmldRatio, int count) {
-    for (int i = 0; i < count; ++i) {
-        const Qor32s bmld = pBmldRatio[i];
-        const Qor64s left = threshold.left[i], right = threshold.right[i];
-        const Qor64s mid = threshold.mid[i], side = threshold.side[i];
-        const Qor32s q = atMostOne(quotient<31>(std::min(mid, side), std::max(mid, side)));
-        const Qor64s lower = std::min(left, right);
-        const auto limit = [bmld](Qor64s nb, Qor64s e) { return std::min(nb, mulQ31(e, bmld)); };
-        threshold.left[i] = std::max(limit(left, energy.left[i]), mulQ31(left, q));
-        threshold.right[i] = std::max(limit(right, energy.right[i]), mulQ31(right, q));
-        threshold.mid[i] = std::min(std::max(limit(side, energy.side[i]), mid), lower);
-        threshold.side[i] = std::min(std::max(limit(mid, energy.mid[i]), side), lower);
-    }
+void ownsMSThresholdCoupling_Psy_MP3(const FourChannels& energy, const FourChannels& threshold,
+                                     const Qor32s* pBmldRatio, int count) {
+    couple(energy, threshold, pBmldRatio, count);
 }
 
-QORAC_CLONES Qor32s perceptualEntropy(const Qor64s* pEnergy, const Qor64s* pThreshold,
-                                      const PsyTables& tables) {
-    constexpr Qor64s kLog10Of2 = 646456993;  // Q31
-    constexpr int kRatioFraction = 11;
+Qor32s perceptualEntropy(const Qor64s* pEnergy, const Qor64s* pThreshold, const PsyTables& tables) {
     const auto& partition = tables.pPsyPartitionTableLong;
+    Qor64s log10[kMaxPartLong];
+    logarithms(pEnergy, pThreshold, tables.numPartLong, log10);
     Qor64s sum = 0;  // Q5
     for (int b = 0; b < tables.numPartLong; ++b) {
-        const Qor64s ratio = std::max<Qor64s>(
-            quotient<kRatioFraction>(pEnergy[b], pThreshold[b] + 1), 1 << kRatioFraction);
-        Qor32u mantissa = Qor32u(ratio);
-        Qor32s shift = 32;
-        if (ratio > kMax32s) {
-            ownsNorm64To32_Audio(Qor32u(high32(ratio)), low32(ratio), &mantissa, &shift);
-        }
-        Qor32s exponent = 0;
-        Qor16s fraction = 0;
-        ownsLog2_Audio_32s16s(mantissa, &exponent, &fraction);
-        exponent += 32 - shift - kRatioFraction;
-        const Qor64s log10 = ((fraction * kLog10Of2) >> 14) + exponent * kLog10Of2;
-        sum += ((partition[b + 1] - partition[b]) * log10) >> 26;
+        sum += ((partition[b + 1] - partition[b]) * log10[b]) >> 26;
     }
     return Qor32s(sum >> 5);
 }
 
 // --- short blocks -----------------------------------------------------------------------------
 
-QORAC_CLONES void ownsCalEnergyShort_Psy_MP3(const SpectrumShort* pSpectrum,
-                                             const PsyTables& tables, int channels, bool midSide,
-                                             PartitionsShort* pEnergy) {
-    const auto& partition = tables.pPsyPartitionTableShort;
+void ownsCalEnergyShort_Psy_MP3(const SpectrumShort* pSpectrum, const PsyTables& tables,
+                                int channels, bool midSide, PartitionsShort* pEnergy) {
+    const Qor16s* const partition = tables.pPsyPartitionTableShort.data();
+    const int count = tables.numPartShort, lines = partition[count];
+    Qor64s line[kLinesShort], cross[kMaxPartShort];
     for (int w = 0; w < kWindows; ++w) {
-        for (int b = 0; b < tables.numPartShort; ++b) {
-            for (int c = 0; c < channels; ++c) {
-                Qor64s energy = 0;
-                for (int k = partition[b]; k < partition[b + 1]; ++k) {
-                    energy += energyOf(pSpectrum[c][w][k]);
-                }
-                pEnergy[c][w][b] = energy;
-            }
-            if (!midSide) continue;
+        for (int c = 0; c < channels; ++c) {
+            lineEnergies(pSpectrum[c][w], lines, line);
+            sumPartitions(line, partition, count, pEnergy[c][w]);
+        }
+        if (!midSide) continue;
+        lineCrossTerms(pSpectrum[0][w], pSpectrum[1][w], lines, line);
+        sumPartitions(line, partition, count, cross);
+        for (int b = 0; b < count; ++b) {
             const Qor64s both = pEnergy[0][w][b] + pEnergy[1][w][b];
-            Qor64s cross = 0;
-            for (int k = partition[b]; k < partition[b + 1]; ++k) {
-                cross += crossTerm(pSpectrum[0][w][k], pSpectrum[1][w][k]);
-            }
-            pEnergy[2][w][b] = (both + cross) >> 2;
-            pEnergy[3][w][b] = (both - cross) >> 2;
+            pEnergy[2][w][b] = quarter(both + cross[b]);
+            pEnergy[3][w][b] = quarter(both - cross[b]);
         }
     }
 }
@@ -344,17 +346,11 @@ QORAC_CLONES void ownsCalSpreadedEnergyThresholdShort_Psy_MP3(const PartitionsSh
                                                               PartitionsShort* pSpread,
                                                               PartitionsShort* pThreshold) {
     const int count = tables.numPartShort;
-    const Qor32s* coefficients = tables.pSprdngPackedShort.data();
-    for (int b = 0; b < count; ++b) {
-        const int lo = tables.pSprdngBoundShort[2 * b], hi = tables.pSprdngBoundShort[2 * b + 1];
-        for (int c = 0; c < channels; ++c) {
-            for (int w = 0; w < kWindows; ++w) {
-                const Qor64s energy = spread(pEnergy[c][w], lo, hi, coefficients);
-                pSpread[c][w][b] = energy;
-                pThreshold[c][w][b] = mulQ31(energy, tables.pSMRShort[b]);
-            }
+    for (int c = 0; c < channels; ++c) {
+        spreadShort(pEnergy[c], tables, pSpread[c]);
+        for (int w = 0; w < kWindows; ++w) {
+            multiplyQ31(pSpread[c][w], tables.pSMRShort.data(), count, pThreshold[c][w]);
         }
-        coefficients += hi - lo;
     }
     if (channels == kAnalysisChannels) {
         for (int w = 0; w < kWindows; ++w) {
@@ -427,9 +423,10 @@ void ownsSwitchBlockType_Psy_MP3(const PartitionsShort* pEnergy, const Qor32s* p
     }
 }
 
-QORAC_CLONES void ownsConvertThresholdToSfb_Psy_MP3(const Qor64s* pEnergy, const Qor64s* pThreshold,
-                                                    Qor32s* pDst, const Qor32s* pWeights,
-                                                    const Qor8u* pBuo, int bandCount, int stride) {
+void ownsConvertThresholdToSfb_Psy_MP3(const Qor64s* pEnergy, const Qor64s* pThreshold,
+                                       Qor32s* pDst, const Qor32s* pWeights, const Qor8u* pBuo,
+                                       int bandCount, int stride) {
+    Qor64s energy[kSfbLong] = {}, threshold[kSfbLong] = {}, ratio[kSfbLong];
     for (int s = 0; s < bandCount; ++s) {
         const int first = pBuo[s], last = pBuo[s + 1];
         const Qor32s shareFirst = pWeights[s], shareLast = kMax32s - pWeights[s + 1];
@@ -438,10 +435,11 @@ QORAC_CLONES void ownsConvertThresholdToSfb_Psy_MP3(const Qor64s* pEnergy, const
             for (int b = first + 1; b < last; ++b) sum += p[b];
             return sum;
         };
-        const Qor64s energy = inBand(pEnergy);
-        pDst[s * stride] =
-            energy == 0 ? kMax32s : atMostOne(quotient<31>(inBand(pThreshold), energy));
+        energy[s] = inBand(pEnergy);
+        threshold[s] = inBand(pThreshold);
     }
+    ratios(threshold, energy, bandCount, ratio);
+    for (int s = 0; s < bandCount; ++s) pDst[s * stride] = Qor32s(ratio[s]);
 }
 
 namespace {

@@ -1,0 +1,246 @@
+// Arithmetic of the psychoacoustic model on arrays, in vectors of one instruction level; see
+// frame/levels.h. The lanes are 64-bit energies of neighbouring partitions or lines, below 2^62.
+
+using Wide = decltype(mulEven(Vec{}, Vec{}));
+inline constexpr int kWideLanes = int(sizeof(Wide) / sizeof(Qor64u));
+typedef Qor64s SignedWide __attribute__((vector_size(sizeof(Wide))));
+
+// Up to kWideLanes elements of an array, the other lanes 0.
+static QORAC_INLINE Wide loadWide(const Qor64s* p, int count) {
+    Wide v{};
+    if (count >= kWideLanes) {
+        __builtin_memcpy(&v, p, sizeof v);
+    } else {
+        for (int i = 0; i < count; ++i) v[i] = Qor64u(p[i]);
+    }
+    return v;
+}
+static QORAC_INLINE Wide loadWide(const Qor32s* p, int count) {
+    typedef Qor32s Narrow __attribute__((vector_size(sizeof(Wide) / 2)));
+    Narrow v{};
+    if (count >= kWideLanes) {
+        __builtin_memcpy(&v, p, sizeof v);
+    } else {
+        for (int i = 0; i < count; ++i) v[i] = p[i];
+    }
+    return Wide(__builtin_convertvector(v, SignedWide));
+}
+static QORAC_INLINE void storeWide(Qor64s* p, const Wide& v, int count) {
+    if (count >= kWideLanes) {
+        __builtin_memcpy(p, &v, sizeof v);
+    } else {
+        for (int i = 0; i < count; ++i) p[i] = Qor64s(v[i]);
+    }
+}
+
+static QORAC_INLINE Wide select(SignedWide condition, const Wide& a, const Wide& b) {
+    return (Wide(condition) & a) | (~Wide(condition) & b);
+}
+static QORAC_INLINE Wide minWide(const Wide& a, const Wide& b) {
+    return select(SignedWide(a) < SignedWide(b), a, b);
+}
+static QORAC_INLINE Wide maxWide(const Wide& a, const Wide& b) {
+    return select(SignedWide(a) > SignedWide(b), a, b);
+}
+
+// Products of the low halves.
+static QORAC_INLINE Wide mulLow(const Wide& a, const Wide& b) {
+#if QORAC_LEVEL >= 4
+    return Wide(_mm512_maskz_mul_epu32(__mmask8(-1), __m512i(a), __m512i(b)));
+#elif QORAC_LEVEL >= 3
+    return Wide(_mm256_mul_epu32(__m256i(a), __m256i(b)));
+#else
+    return (a & 0xFFFFFFFFu) * (b & 0xFFFFFFFFu);
+#endif
+}
+static QORAC_INLINE Wide mulLow(const Wide& a, Qor32u b) { return mulLow(a, Wide{} + b); }
+
+// Shifts by lanes; a count of 64 and more gives 0.
+static QORAC_INLINE Wide shiftRight(const Wide& a, const Wide& n) {
+#if QORAC_LEVEL >= 4
+    return Wide(_mm512_maskz_srlv_epi64(__mmask8(-1), __m512i(a), __m512i(n)));
+#elif QORAC_LEVEL >= 3
+    return Wide(_mm256_srlv_epi64(__m256i(a), __m256i(n)));
+#else
+    return select(SignedWide(n < 64), a >> (n & 63), Wide{});
+#endif
+}
+static QORAC_INLINE Wide shiftLeft(const Wide& a, const Wide& n) {
+#if QORAC_LEVEL >= 4
+    return Wide(_mm512_maskz_sllv_epi64(__mmask8(-1), __m512i(a), __m512i(n)));
+#elif QORAC_LEVEL >= 3
+    return Wide(_mm256_sllv_epi64(__m256i(a), __m256i(n)));
+#else
+    return select(SignedWide(n < 64), a << (n & 63), Wide{});
+#endif
+}
+// a / 2^n, or a * 2^-n where n is negative.
+static QORAC_INLINE Wide shiftEither(const Wide& a, const Wide& n) {
+    return shiftRight(a, n) | shiftLeft(a, -n);
+}
+
+static QORAC_INLINE Wide mulQ31Wide(const Wide& a, const Wide& q31) {
+    return 2 * mulLow(a >> 32, q31) + (mulLow(a, q31) >> 31);
+}
+
+// What ownsNorm64To32_Audio makes of values below 2^62.
+struct Normal {
+    Wide mantissa, shift;
+};
+
+static QORAC_INLINE Normal normalise(Wide a) {
+    Wide shift{};
+#if QORAC_LEVEL >= 4
+    shift = Wide(_mm512_maskz_lzcnt_epi64(__mmask8(-1), __m512i(a | 1))) - 1;
+    a = shiftLeft(a, shift);
+#else
+    // 62 at most: the steps of a bit-wise search for the highest bit.
+    for (const Qor64u step : {32, 16, 8, 4, 2}) {
+        const Wide by = Wide(SignedWide(a) < SignedWide(Wide{} + (1ull << (63 - step)))) & step;
+        a = shiftLeft(a, by);
+        shift += by;
+    }
+    const Wide last = Wide(SignedWide(a) < SignedWide(Wide{} + (1ull << 62))) & 1;
+    // 0 has been shifted by 62, too.
+    a = shiftLeft(a, last);
+    shift = minWide(shift + last, Wide{} + 62);
+#endif
+    return {a >> 32, shift};
+}
+
+// What ownsReciprocal_Audio makes of a mantissa with bit 30 as its highest.
+static QORAC_INLINE Wide reciprocalOf(const Wide& x) {
+    const Wide square = mulLow(x, x) >> 32, cube = mulLow(x, square) >> 32;
+    return ((Qor64u(_TAB_Reciprocal[3]) << 32) + mulLow(square, Qor32u(_TAB_Reciprocal[1])) -
+            mulLow(cube, Qor32u(-_TAB_Reciprocal[0])) - mulLow(x, Qor32u(-_TAB_Reciprocal[2]))) >>
+           27;
+}
+
+// a / b in Q`fraction`; what leaves at the top of 64 bits is lost. A divisor of 0 has the mantissa
+// 1, which has the reciprocal of 2^30.
+template <int fraction>
+static QORAC_INLINE Wide quotient(const Wide& a, const Wide& b) {
+    const Normal divisor = normalise(b);
+    const Wide r = reciprocalOf(maxWide(divisor.mantissa, Wide{} + (1u << 30)));
+    return shiftEither(mulQ31Wide(a, r), Qor64u(62 - fraction) - divisor.shift);
+}
+
+static QORAC_INLINE Wide atMostOne(const Wide& q31) {
+    return minWide(q31, Wide{} + Qor64u(kMax32s));
+}
+
+// --- lines ------------------------------------------------------------------------------------
+
+// Complex numbers as the memory has them: the real part in the even lane of a pair.
+static QORAC_INLINE Vec loadComplex(const Qor32sc* p, int count) {
+    Qor32s parts[kLanes<Vec>] = {};
+    if (count >= kWideLanes) return load<Vec>(&p->re);
+    __builtin_memcpy(parts, p, std::size_t(count) * sizeof *p);
+    return load<Vec>(parts);
+}
+
+static void lineEnergies(const Qor32sc* pLines, int count, Qor64s* pDst) {
+    for (int k = 0; k < count; k += kWideLanes) {
+        const Vec x = loadComplex(pLines + k, count - k), im = oddToEven(x);
+        storeWide(pDst + k, mulEven(x, x) + mulEven(im, im), count - k);
+    }
+}
+
+// Twice the real part of a times the conjugate of b: what separates the energy of a + b from the
+// sum of the energies.
+static void lineCrossTerms(const Qor32sc* pA, const Qor32sc* pB, int count, Qor64s* pDst) {
+    for (int k = 0; k < count; k += kWideLanes) {
+        const Vec a = loadComplex(pA + k, count - k), b = loadComplex(pB + k, count - k);
+        const Wide product = mulEven(a, b) + mulEven(oddToEven(a), oddToEven(b));
+        storeWide(pDst + k, 2 * product, count - k);
+    }
+}
+
+static void multiplyQ31(const Qor64s* pEnergy, const Qor32s* pFactor, int count, Qor64s* pDst) {
+    for (int k = 0; k < count; k += kWideLanes) {
+        storeWide(pDst + k,
+                  mulQ31Wide(loadWide(pEnergy + k, count - k), loadWide(pFactor + k, count - k)),
+                  count - k);
+    }
+}
+
+// --- partitions -------------------------------------------------------------------------------
+
+// Factor from spread energy to threshold, Q32, of an unpredictability (Q31): the power 1.18813
+// between two limits.
+static QORAC_INLINE Wide maskingFactor(const Wide& cb) {
+    const Wide inside = minWide(maxWide(cb, Wide{} + kToneMeasure), Wide{} + kNoiseMeasure);
+    const Normal v = normalise(inside);
+    const Wide& y = v.mantissa;
+    const Wide power = ((Qor64u(_TAB_Pow[2]) << 31) + mulLow(y, Qor32u(_TAB_Pow[1])) -
+                        mulLow(mulLow(y, y) >> 32, Qor32u(-_TAB_Pow[0]))) >>
+                       14;
+    Wide ofExponent{};
+    for (int i = 0; i < kWideLanes; ++i) ofExponent[i] = Qor64u(_TAB_Pow2[v.shift[i] - 32]);
+    const Wide result = mulLow(ofExponent, mulLow(inside, power) >> 32) >> 16;
+    const Wide factor = mulLow(result, kFactorScale) >> 30;
+    const Wide upToNoise =
+        select(SignedWide(cb) > SignedWide(Wide{} + kNoiseMeasure), Wide{} + kNoiseFactor, factor);
+    return select(SignedWide(cb) < SignedWide(Wide{} + kToneMeasure), Wide{} + kToneFactor,
+                  upToNoise);
+}
+
+static void maskingThresholds(const Qor64s* pEnergy, const Qor64s* pUnpredictable, int count,
+                              Qor64s* pThreshold) {
+    for (int b = 0; b < count; b += kWideLanes) {
+        const Wide energy = loadWide(pEnergy + b, count - b);
+        const Wide cb = quotient<31>(loadWide(pUnpredictable + b, count - b), energy);
+        const Wide threshold = mulQ31Wide(energy, maskingFactor(cb)) >> 1;
+        storeWide(pThreshold + b, select(SignedWide(energy == 0), Wide{} + 1, threshold),
+                  count - b);
+    }
+}
+
+static void couple(const FourChannels& energy, const FourChannels& threshold,
+                   const Qor32s* pBmldRatio, int count) {
+    for (int b = 0; b < count; b += kWideLanes) {
+        const int n = count - b;
+        const Wide bmld = loadWide(pBmldRatio + b, n);
+        const Wide left = loadWide(threshold.left + b, n), right = loadWide(threshold.right + b, n);
+        const Wide mid = loadWide(threshold.mid + b, n), side = loadWide(threshold.side + b, n);
+        const Wide q = atMostOne(quotient<31>(minWide(mid, side), maxWide(mid, side)));
+        const Wide lower = minWide(left, right);
+        const auto limit = [&](const Wide& nb, const Qor64s* pEnergy) {
+            return minWide(nb, mulQ31Wide(loadWide(pEnergy + b, n), bmld));
+        };
+        const Wide fromMid = limit(mid, energy.mid), fromSide = limit(side, energy.side);
+        storeWide(threshold.left + b, maxWide(limit(left, energy.left), mulQ31Wide(left, q)), n);
+        storeWide(threshold.right + b, maxWide(limit(right, energy.right), mulQ31Wide(right, q)),
+                  n);
+        storeWide(threshold.mid + b, minWide(maxWide(fromSide, mid), lower), n);
+        storeWide(threshold.side + b, minWide(maxWide(fromMid, side), lower), n);
+    }
+}
+
+// log10 of energy over threshold + 1, at least of 1; Q31.
+static void logarithms(const Qor64s* pEnergy, const Qor64s* pThreshold, int count, Qor64s* pDst) {
+    constexpr int kFraction = 11;
+    constexpr Qor32u kLog10Of2 = 646456993;  // Q31
+    for (int b = 0; b < count; b += kWideLanes) {
+        const Wide ratio = quotient<kFraction>(loadWide(pEnergy + b, count - b),
+                                               loadWide(pThreshold + b, count - b) + 1);
+        const Normal v = normalise(maxWide(ratio, Wide{} + (1u << kFraction)));
+        const Wide y = v.mantissa >> 16;
+        const Wide fraction = (mulLow(y, Qor32u(_TAB_Log2[1])) - (Qor64u(-_TAB_Log2[2]) << 14) -
+                               mulLow(mulLow(y, y) >> 14, Qor32u(-_TAB_Log2[0]))) >>
+                              14;
+        const Wide exponent = Qor64u(62 - kFraction) - v.shift;
+        storeWide(pDst + b, (mulLow(fraction, kLog10Of2) >> 14) + mulLow(exponent, kLog10Of2),
+                  count - b);
+    }
+}
+
+// Threshold over energy, Q31; the largest value where there is no energy.
+static void ratios(const Qor64s* pThreshold, const Qor64s* pEnergy, int count, Qor64s* pDst) {
+    for (int b = 0; b < count; b += kWideLanes) {
+        const Wide energy = loadWide(pEnergy + b, count - b);
+        const Wide ratio = atMostOne(quotient<31>(loadWide(pThreshold + b, count - b), energy));
+        storeWide(pDst + b, select(SignedWide(energy == 0), Wide{} + Qor64u(kMax32s), ratio),
+                  count - b);
+    }
+}
