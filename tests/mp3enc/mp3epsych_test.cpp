@@ -454,6 +454,26 @@ TEST(BandRatios, NoEnergyGivesTheLargestAndTheStrideIsKept) {
     }
 }
 
+// A threshold of 2^32 times the energy and more loses the upper bits of its quotient.
+TEST(BandRatios, WrapWhereTheThresholdIsFarAboveTheEnergy) {
+    const PsyTables& t = _qor_pPsyTables_MP3[0];
+    bool negative = false;
+    for (int bit = 20; bit < 50; ++bit) {
+        Qor64s energy[kMaxPartLong] = {}, threshold[kMaxPartLong] = {};
+        energy[5] = 1;  // inside band 1
+        threshold[5] = (1ll << bit) + 12345;
+        Qor32s ratio[21];
+        ownsConvertThresholdToSfb_Psy_MP3(energy, threshold, ratio, t.pPartToSfbWeightLong.data(),
+                                          t.pPartToSfbBuoLong.data(), 21, 1);
+        const reference::Int128 r = reference::reciprocal(1 << 30).value;
+        const reference::Int128 product = reference::scaled(threshold[5] * r, 31);
+        const Qor64s quotient = reference::wrap64(reference::scaled(product, -31));
+        EXPECT_EQ(ratio[1], Qor32s(std::min<Qor64s>(quotient, kMax32s))) << bit;
+        negative |= quotient < 0;
+    }
+    EXPECT_TRUE(negative);
+}
+
 // What stands still is predicted, noise is not, and a line that falls short of its prediction gives
 // a negative difference, whose unsigned square is anything but small.
 TEST(Unpredictability, TellsSteadyLinesFromNoise) {
