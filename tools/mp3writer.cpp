@@ -1,7 +1,7 @@
 #include "mp3writer.h"
 
 #include <algorithm>
-#include <cmath>
+#include <array>
 
 #include "mp3header.h"
 
@@ -9,12 +9,19 @@ namespace {
 
 // CRC-16 with polynomial x^16 + x^15 + x^2 + 1, least significant bit first, as the Info frame's
 // extension has it.
-std::uint16_t updateInfoCrc(std::uint16_t crc, std::span<const std::uint8_t> bytes) {
-    for (const std::uint8_t byte : bytes) {
-        crc = static_cast<std::uint16_t>(crc ^ byte);
-        for (int bit = 0; bit < 8; ++bit)
-            crc = static_cast<std::uint16_t>(crc & 1 ? crc >> 1 ^ 0xA001 : crc >> 1);
+constexpr std::array<std::uint16_t, 256> kInfoCrcTable = [] {
+    std::array<std::uint16_t, 256> table{};
+    for (unsigned byte = 0; byte < table.size(); ++byte) {
+        unsigned crc = byte;
+        for (int bit = 0; bit < 8; ++bit) crc = crc & 1 ? crc >> 1 ^ 0xA001 : crc >> 1;
+        table[byte] = static_cast<std::uint16_t>(crc);
     }
+    return table;
+}();
+
+std::uint16_t updateInfoCrc(std::uint16_t crc, std::span<const std::uint8_t> bytes) {
+    for (const std::uint8_t byte : bytes)
+        crc = static_cast<std::uint16_t>(crc >> 8 ^ kInfoCrcTable[(crc ^ byte) & 255]);
     return crc;
 }
 

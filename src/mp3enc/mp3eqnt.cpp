@@ -363,6 +363,11 @@ Qor32s ownsPower3Div4_MP3(Qor32s v) {
 
 namespace {
 
+// x * 2^(r/4), r from 1 to 3.
+QORAC_INLINE Qor32s timesRoot(Qor32s x, int r) {
+    return mulRound(wrapShl(x, 3), _Power2_1_Div_4_Q29_MP3[r - 1], 32);
+}
+
 constexpr Qor32s kLargestPower = 165108;  // its power 3/4 is the last below kTooLarge
 
 QORAC_INLINE Qor32s quantized(Qor32s v) {
@@ -376,9 +381,7 @@ QORAC_INLINE Qor32s quantized(Qor32s v) {
 QORAC_CLONES QorStatus ownsQuantizeBand_Audio(const Qor32s* pSrc, Qor32s* pDst, int len, int q) {
     if (q > 0) return qorStsBadArgErr;
     const int e = -q >> 2, r = -q & 3;
-    const auto scaled = [&](Qor32s x) {
-        return r == 0 ? x : mulRound(wrapShl(x, 3), _Power2_1_Div_4_Q29_MP3[r - 1], 32);
-    };
+    const auto scaled = [&](Qor32s x) { return r == 0 ? x : timesRoot(x, r); };
     if (e >= 26) {
         for (int i = 0; i < len; ++i)
             pDst[i] = quantized(Qor32s(shlMod32(Qor32u(scaled(pSrc[i])), e - 26)));
@@ -403,15 +406,70 @@ QORAC_INLINE Qor32s bandGain(const QorMP3SideInfo& side, const BandLayout& layou
 
 }  // namespace
 
-void ownsQuantize_32s_MP3(const Qor32s* pXs, Qor32s* pIx, const QorMP3SideInfo& side, Qor32s gq,
-                          const Qor8s* pScale, const BandLayout& layout) {
+QORAC_CLONES void scaleLines(const Qor32s* pXs, ScaledLines* pScaled) {
+    std::copy_n(pXs, kLines, pScaled->root[0]);
+    for (int r = 1; r < 4; ++r)
+        for (int i = 0; i < kLines; ++i) pScaled->root[r][i] = timesRoot(pXs[i], r);
+    int end = kLines;
+    while (end > 0 && pXs[end - 1] == 0) --end;
+    pScaled->end = end;
+}
+
+namespace {
+
+constexpr int kVector = 8;
+typedef Qor32s Vector __attribute__((vector_size(kVector * sizeof(Qor32s))));
+typedef Qor32u UnsignedVector __attribute__((vector_size(kVector * sizeof(Qor32u))));
+
+// Quantizes to values below that of kBaseValues, eight lines at a time: up to seven lines behind
+// the band are written too. False, with the band undefined, when a line is larger.
+QORAC_CLONES bool quantizeSmall(const Qor32s* pScaled, Qor32s* pDst, int len, int e) {
+    const UnsignedVector half = UnsignedVector{} + (1u << (25 - e));
+    Vector any{};
+    for (int i = 0; i < len; i += kVector) {
+        UnsignedVector x;
+        __builtin_memcpy(&x, pScaled + i, sizeof x);
+        Vector v = Vector(x + half) >> (26 - e);
+        v &= v > 0;
+        any |= v;
+        __builtin_memcpy(pDst + i, &v, sizeof v);
+    }
+    Qor32s bits = 0;
+    for (int i = 0; i < kVector; ++i) bits |= any[i];
+    if (bits >= kBaseValues) return false;
+    for (int i = 0; i < len; ++i) pDst[i] = _BaseValue_MP3[pDst[i]];
+    return true;
+}
+
+}  // namespace
+
+bool ownsQuantize_32s_MP3(const ScaledLines& lines, Qor32s* pIx, const QorMP3SideInfo& side,
+                          Qor32s gq, const Qor8s* pScale, const BandLayout& layout) {
+    // A band with a gain index above 0 keeps its values: the vectors of the one below it must not
+    // touch them.
+    Qor32s gain[kMaxBandSteps];
+    Qor32s largestGain = kMin32s;
     for (int b = 0; b < layout.bands; ++b) {
         for (int w = 0; w < layout.windows; ++w) {
-            const int first = layout.first(b, w);
-            const Qor32s gain = bandGain(side, layout, b, w, pScale[layout.index(b, w)]);
-            ownsQuantizeBand_Audio(pXs + first, pIx + first, layout.width(b), gq - gain);
+            const int i = layout.index(b, w);
+            gain[i] = gq - bandGain(side, layout, b, w, pScale[i]);
+            largestGain = std::max(largestGain, gain[i]);
         }
     }
+
+    bool fits = true;
+    for (int b = 0; b < layout.bands && layout.first(b) < lines.end; ++b) {
+        for (int w = 0; w < layout.windows; ++w) {
+            const int first = layout.first(b, w), width = layout.width(b);
+            const Qor32s q = gain[layout.index(b, w)];
+            const int e = -q >> 2, r = -q & 3;
+            const bool small = largestGain <= 0 && e < 26 && first + width <= kLines - kVector;
+            if (small && quantizeSmall(lines.root[r] + first, pIx + first, width, e)) continue;
+            ownsQuantizeBand_Audio(lines.root[0] + first, pIx + first, width, q);
+            fits = fits && *std::max_element(pIx + first, pIx + first + width) < kTooLarge;
+        }
+    }
+    return fits;
 }
 
 void ownsReqCore_MP3_32s(const Qor32s* pIx, Qor32s* pDst, int len, int e) {
@@ -477,9 +535,10 @@ Qor32s ownsAdjustQuantByBits_MP3(const Qor32s* pXs, Qor32s* pIx, Qor32s* pBuffer
     constexpr Qor32s kLeastGq = -210, kLargestGq = 45;  // global_gain 0 and 255
     constexpr int kFirstStep = 8, kMostRepeats = 8;
     Qor32s& gq = pWork->gq;
+    ScaledLines lines;
+    scaleLines(pXs, &lines);
     const auto quantizeBelowLimit = [&] {
-        ownsQuantize_32s_MP3(pXs, pIx, *pSide, gq, pScale, layout);
-        return pIx[ownsGetMaxValueIndex_MP3_32s(pIx, kLines)] < kTooLarge;
+        return ownsQuantize_32s_MP3(lines, pIx, *pSide, gq, pScale, layout);
     };
     const auto countBits = [&] {
         return ownsGetTotalSpBits_MP3(pIx, pSide, &pWork->regions, pSfbLong);

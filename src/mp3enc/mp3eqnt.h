@@ -82,8 +82,16 @@ void ownsAdjustfactors_MP3(GranuleWork* pWork, Qor8s* pScaleFactor, QorMP3SideIn
 Qor32s ownsPower3Div4_MP3(Qor32s v);
 // Quantizes non-negative lines; q above 0 gives qorStsBadArgErr and nothing is written.
 QorStatus ownsQuantizeBand_Audio(const Qor32s* pSrc, Qor32s* pDst, int len, int q);
-void ownsQuantize_32s_MP3(const Qor32s* pXs, Qor32s* pIx, const QorMP3SideInfo& side, Qor32s gq,
-                          const Qor8s* pScale, const BandLayout& layout);
+// The lines of a granule times 2^(r/4), r = 0 to 3, as the quantizer needs them at every gain.
+struct ScaledLines {
+    alignas(64) Qor32s root[4][576];
+    int end;  // no line from here on is other than 0
+};
+void scaleLines(const Qor32s* pXs, ScaledLines* pScaled);
+// Quantizes all bands; what lies behind the last line stays as it is. False when a value reached
+// 8192.
+bool ownsQuantize_32s_MP3(const ScaledLines& lines, Qor32s* pIx, const QorMP3SideInfo& side,
+                          Qor32s gq, const Qor8s* pScale, const BandLayout& layout);
 // sign * |ix|^(4/3) * 2^(-e/4) in Q26; a magnitude above 8206 ends the run.
 void ownsReqCore_MP3_32s(const Qor32s* pIx, Qor32s* pDst, int len, int e);
 // Bands whose noise exceeds what is allowed. pBuffer: scratch of 576 lines.

@@ -104,7 +104,8 @@ void fillAtRandom(Frame& f, Random& random) {
         }
         if (random.chance(0.2))
             f.xs[576 * i + random.integer(0, 400)] = Qor32s(random.wideInteger(28));
-        for (int k = 0; k < 40; ++k) f.scaleFactor[40 * i + k] = Qor8s(random.integer(0, 6));
+        for (int k = 0; k < 40; ++k)
+            f.scaleFactor[40 * i + k] = Qor8s(random.integer(random.chance(0.9) ? 0 : -9, 6));
     }
     for (Qor32s& flag : f.scfsi.span()) flag = random.chance(0.2);
     for (Qor32s& bound : f.isBound.span()) bound = Qor32s(random.integer(0, 13));
@@ -163,7 +164,8 @@ TEST(Quantize, WhatIsPackedUnpacks) {
             // the stream does not carry.
             const int bands = side.block_type == 2 ? 36 : 21;
             bool fits = side.part2_3_length <= 4095 && !outside(side.global_gain, 0, 255);
-            for (int b = 0; b < bands; ++b) fits = fits && (b < bands / 2 || scale[b] < 8);
+            for (int b = 0; b < bands; ++b)
+                fits = fits && scale[b] >= 0 && (b < bands / 2 || scale[b] < 8);
             const bool silent = side.big_values == 0 && f.count1Len[i] == 0;
             if (silent || !fits) continue;
 
