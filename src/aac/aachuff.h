@@ -23,23 +23,11 @@ extern const std::array<Qor16u, 127> _pHfTableSp7, _pHfTableSp8;
 extern const std::array<Qor16u, 337> _pHfTableSp9, _pHfTableSp10;
 extern const std::array<Qor16u, 577> _pHfTableSp11;
 
-// Codes that are no longer than this take one look-up, longer ones a walk of the tree from there.
-constexpr int kLookupBits = 9;
-
-// What the next kLookupBits bits of the stream begin with.
-struct SpectrumLookup {
-    Qor8s value[4];  // of a code that is complete
-    Qor8u length;    // of a code that is complete, otherwise 0
-    Qor8u signs;     // number of sign bits behind it
-    Qor16u node;     // of a longer code: the entry of the tree that these bits lead to
-};
-
 struct CbParam {
     Qor32s codeBook;
     Qor32s isUnsigned;
     Qor32s tupleSize;  // 0: a code book without coefficients
     const Qor16u* pTable;
-    const SpectrumLookup* pLookup;
 };
 extern const std::array<CbParam, 16> _pCbParam_AAC;
 
