@@ -334,13 +334,15 @@ void AacDecoder::synthesize(std::vector<std::int16_t>& pcm) {
         } else {
             output.spectrum = output.next;
         }
-        constexpr Qor32s kPlanar = 1;
-        std::array<Qor16s, kSamples> samples;
-        qorsMDCTInv_AAC_32s16s(output.next.data(), samples.data(), output.overlap.data(),
-                               output.nextSequence, output.nextShape, output.windowShape, kPlanar);
+        // Mono and stereo go straight to their places.
+        std::array<Qor16s, kSamples> planar;
+        const bool direct = count <= 2;
+        qorsMDCTInv_AAC_32s16s(output.next.data(), direct ? &pcm[base + c] : planar.data(),
+                               output.overlap.data(), output.nextSequence, output.nextShape,
+                               output.windowShape, direct ? static_cast<Qor32s>(count) : 1);
+        for (std::size_t i = 0; i < kSamples && !direct; ++i) pcm[base + i * count + c] = planar[i];
         output.windowSequence = output.nextSequence;
         output.windowShape = output.nextShape;
-        for (std::size_t i = 0; i < kSamples; ++i) pcm[base + i * count + c] = samples[i];
     }
 }
 
