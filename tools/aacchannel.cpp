@@ -49,10 +49,9 @@ QorStatus AacChannel::decodeNoiseless(AacCursor& cursor, const AacSetup& setup,
     info.predSfbMax = setup.predictedBands();
     info.pIcsInfo = &ics;
     scaleFactor.fill(kUnset);
-    return qorsNoiselessDecode_AAC(cursor.stream(), cursor.offset(), &mainHeader,
-                                   scaleFactor.data(), spectrum.data(), codeBook.data(),
-                                   tnsCoef.data(), &info, 0, 0, commonWindow ? 1 : 0, 0,
-                                   setup.objectType);
+    return qorsNoiselessDecode_AAC(
+        cursor.stream(), cursor.offset(), &mainHeader, scaleFactor.data(), spectrum.data(),
+        codeBook.data(), tnsCoef.data(), &info, 0, 0, commonWindow ? 1 : 0, 0, setup.objectType);
 }
 
 // The last value of the chain before it failed.

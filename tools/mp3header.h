@@ -27,8 +27,8 @@ std::size_t mp3FrameSize(const QorMP3FrameHeader& header);
 // Bytes of header, CRC word and side information.
 std::size_t mp3HeadSize(const QorMP3FrameHeader& header);
 
-// CRC word of a frame's header and side information (ISO 11172-3 clause 2.4.3.1); the frame has room
-// for one and holds all of the side information.
+// CRC word of a frame's header and side information (ISO 11172-3 clause 2.4.3.1); the frame has
+// room for one and holds all of the side information.
 std::uint16_t mp3Crc(std::span<const std::uint8_t> frame, const QorMP3FrameHeader& header);
 
 // Whether the CRC word of a frame, if it has one, is right.

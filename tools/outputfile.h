@@ -22,9 +22,11 @@ class OutputFile {
     void rewrite(long position, std::span<const std::uint8_t> bytes);
     void finish();
 
-  private:
+    // For a library that writes by itself: the file to write to, and the report of a failure.
+    int descriptor() const { return fileno(file_); }
     [[noreturn]] void fail() const;
 
+  private:
     std::string path_;
     std::string temporary_;
     std::FILE* file_ = nullptr;

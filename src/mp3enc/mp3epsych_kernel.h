@@ -1,9 +1,16 @@
 // Arithmetic of the psychoacoustic model on arrays, in vectors of one instruction level; see
 // frame/levels.h. The lanes are 64-bit energies of neighbouring partitions or lines, below 2^62.
 
-using Wide = decltype(mulEven(Vec{}, Vec{}));
+using Products = decltype(mulEven(Vec{}, Vec{}));
+typedef Qor64u Wide __attribute__((vector_size(sizeof(Products))));
 inline constexpr int kWideLanes = int(sizeof(Wide) / sizeof(Qor64u));
 typedef Qor64s SignedWide __attribute__((vector_size(sizeof(Wide))));
+
+static QORAC_INLINE Wide toWide(const Products& products) {
+    Wide v;
+    __builtin_memcpy(&v, &products, sizeof v);
+    return v;
+}
 
 // Up to kWideLanes elements of an array, the other lanes 0.
 static QORAC_INLINE Wide loadWide(const Qor64s* p, int count) {
@@ -142,7 +149,7 @@ static QORAC_INLINE Vec loadComplex(const Qor32sc* p, int count) {
 static void lineEnergies(const Qor32sc* pLines, int count, Qor64s* pDst) {
     for (int k = 0; k < count; k += kWideLanes) {
         const Vec x = loadComplex(pLines + k, count - k), im = oddToEven(x);
-        storeWide(pDst + k, mulEven(x, x) + mulEven(im, im), count - k);
+        storeWide(pDst + k, toWide(mulEven(x, x) + mulEven(im, im)), count - k);
     }
 }
 
@@ -151,7 +158,7 @@ static void lineEnergies(const Qor32sc* pLines, int count, Qor64s* pDst) {
 static void lineCrossTerms(const Qor32sc* pA, const Qor32sc* pB, int count, Qor64s* pDst) {
     for (int k = 0; k < count; k += kWideLanes) {
         const Vec a = loadComplex(pA + k, count - k), b = loadComplex(pB + k, count - k);
-        const Wide product = mulEven(a, b) + mulEven(oddToEven(a), oddToEven(b));
+        const Wide product = toWide(mulEven(a, b) + mulEven(oddToEven(a), oddToEven(b)));
         storeWide(pDst + k, 2 * product, count - k);
     }
 }
