@@ -59,6 +59,7 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::write(std::span<const std::uint8_t> bytes) {
+    if (bytes.empty()) return;
     errno = 0;
     if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) fail();
 }

@@ -13,7 +13,8 @@ class BitWriter {
     void put(std::uint32_t value, int width) {
         for (int i = width - 1; i >= 0; --i) {
             if (bits_ % 8 == 0) bytes_.push_back(0);
-            bytes_.back() = Qor8u(bytes_.back() | ((value >> i & 1) << (7 - bits_ % 8)));
+            bytes_.back() =
+                Qor8u(bytes_.back() | ((std::uint64_t{value} >> i & 1) << (7 - bits_ % 8)));
             ++bits_;
         }
     }
