@@ -140,11 +140,14 @@ void add(const std::string& name, int len, Run run) {
 void addLength(int len) {
     add("qorac/fwd", len, qoracForward);
 #if defined(QORAC_PEER_LIBAVUTIL)
-    add("avtx/fwd", len, [](benchmark::State& state, int n) { avTx(state, n, false); });
+    // libavutil 57 does not come back from the preparation of longer blocks.
+    const bool offered = len <= 1 << 19;
+    if (offered)
+        add("avtx/fwd", len, [](benchmark::State& state, int n) { avTx(state, n, false); });
 #endif
     add("qorac/inv", len, qoracInverse);
 #if defined(QORAC_PEER_LIBAVUTIL)
-    add("avtx/inv", len, [](benchmark::State& state, int n) { avTx(state, n, true); });
+    if (offered) add("avtx/inv", len, [](benchmark::State& state, int n) { avTx(state, n, true); });
 #endif
 #if defined(QORAC_PEER_FFTW3F)
     add("fftw/redft11", len, fftw);
