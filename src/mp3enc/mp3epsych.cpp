@@ -16,7 +16,6 @@
 #include "mp3enc/mp3epsych.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "frame/dispatch.h"
 #include "frame/fixed.h"
