@@ -435,17 +435,18 @@ QORAC_INLINE void putValues(Qor64u bits, const Tuple<4>& tuple, Qor32s* pDst) {
     __builtin_memcpy(pDst, &values, sizeof values);
 }
 
+// The value with the sign that is the top one of `bits`.
+QORAC_INLINE Qor32s withSign(Qor32s magnitude, Qor64u bits) {
+    const Qor32s sign = Qor32s(Qor64s(bits) >> 63);
+    return (magnitude ^ sign) - sign;
+}
+
 template <bool isUnsigned>
 QORAC_INLINE void putValues(Qor64u bits, const Tuple<2>& tuple, Qor32s* pDst) {
-    if constexpr (isUnsigned) bits <<= tuple.length;
-    for (int i = 0; i < 2; ++i) {
-        pDst[i] = tuple.value[i];
-        if constexpr (isUnsigned) {
-            const Qor32s sign = Qor32s(Qor64s(bits) >> 63);
-            bits <<= tuple.value[i] != 0 ? 1 : 0;
-            pDst[i] = (pDst[i] ^ sign) - sign;
-        }
-    }
+    const Qor32s first = tuple.value[0], second = tuple.value[1];
+    const Qor64u signs = bits << tuple.length;
+    pDst[0] = isUnsigned ? withSign(first, signs) : first;
+    pDst[1] = isUnsigned ? withSign(second, signs << (first != 0 ? 1 : 0)) : second;
 }
 
 // `sure` is the number of bits that will be used for certain from here on.
