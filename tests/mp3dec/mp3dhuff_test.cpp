@@ -223,13 +223,15 @@ Call randomCall(Random& random) {
     call.side.count1table_select = pick(0, 1);
     call.side.part2_3_length = 1 << 20;
     const int row = call.head.id * 3 + call.head.sampling_frequency;
-    if (random.chance(0.5)) {  // a caller's own bands
+    if (random.chance(0.5)) {  // a caller's own bands; odd ones leave room for their pairs
+        const int odd = pick(0, 1), unit = 2 - odd;
+        if (odd) call.side.big_values = std::min(call.side.big_values, 286);
         int line = 0;
         for (int b = 1; b < 22; ++b)
-            call.tables.longBands[row][b] = static_cast<Qor16s>(line += 2 * pick(1, 12));
+            call.tables.longBands[row][b] = static_cast<Qor16s>(line += unit * pick(1, 24 / unit));
         line = 0;
         for (int b = 1; b < 13; ++b)
-            call.tables.shortBands[row][b] = static_cast<Qor16s>(line += 2 * pick(1, 6));
+            call.tables.shortBands[row][b] = static_cast<Qor16s>(line += unit * pick(1, 12 / unit));
     }
     call.tables.mixed[row][0] = static_cast<Qor16s>(pick(0, 12));
     int k = 0;
@@ -243,16 +245,19 @@ Call randomCall(Random& random) {
 std::size_t encodeGranule(Random& random, const Call& call, Form form, Bits& bits, int quads) {
     const RegionEnds regions = call.regions(form);
     const int big = 2 * call.side.big_values;
-    for (int i = 0; i < big; i += 2) {
-        const int region = i < std::min(regions.end0, big) ? 0 : i < regions.end1 ? 1 : 2;
+    const int end0 = std::min(regions.end0, big), end1 = std::min(regions.end1, big);
+    const int sizes[3] = {end0, end1 - end0, big - end1};
+    for (int region = 0; region < regions.count; ++region) {
         const int table = call.side.table_select[region];
         const int largest = reference::largestValue(table);
         const auto value = [&] {
             const int cap = random.chance(0.9) ? std::min(largest, 6) : largest;
             return static_cast<int>(random.integer(-cap, cap));
         };
-        const int x = value();
-        reference::encodePair(bits, table, x, value());
+        for (int pairs = (sizes[region] + 1) / 2; pairs > 0; --pairs) {
+            const int x = value();
+            reference::encodePair(bits, table, x, value());
+        }
     }
     const std::size_t size = bits.size();
     for (int i = 0; i < quads; ++i) {

@@ -132,12 +132,14 @@ DecodedSpectrum decodeSpectrum(const std::vector<Qor8u>& bytes, std::size_t posi
         return out;
     }
     const int big = 2 * side.big_values;
-    const int ends[3] = {std::min(regions.end0, big), std::min(regions.end1, big), big};
+    const int end0 = std::min(regions.end0, big), end1 = std::min(regions.end1, big);
+    const int sizes[3] = {end0, end1 - end0, big - end1};
     int index = 0;
     for (int i = 0; i < regions.count; ++i) {
         const int table = side.table_select[i];
         if (badTable(i)) return fail(qorStsMp3SideInfoErr);
-        for (; index < ends[i]; index += 2) {
+        // An odd size is rounded up to a pair, and the next region begins behind it.
+        for (int pairs = (sizes[i] + 1) / 2; pairs > 0; --pairs, index += 2) {
             int x = 0, y = 0;
             if (hasCodes(table)) {
                 const int symbol = readSymbol(reader, table), n = kHuffmanAlphabet[table];
@@ -148,6 +150,7 @@ DecodedSpectrum decodeSpectrum(const std::vector<Qor8u>& bytes, std::size_t posi
             out.values[index + 1] = y;
         }
     }
+    index = big;
     const std::size_t limit = position + hufSize;
     if (reader.position() > limit) return fail(qorStsErr);
 
