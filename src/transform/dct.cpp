@@ -549,12 +549,12 @@ QorStatus init(QorsDCTSpec_32f** ppSpec, Qor32s id, Qor32s len, Qor32s hint, Qor
     if (!ppSpec) return qorStsNullPtrErr;
     if (len < 1) return qorStsSizeErr;
     if (!pMemSpec) return qorStsNullPtrErr;
-    Sizes sizes;
-    QorStatus status = getSizes(len, &sizes);
-    if (status != qorStsNoErr) return status;
     auto* const spec = reinterpret_cast<QorsDCTSpec_32f*>(alignUp<kAlignment>(pMemSpec));
     Qor8u* const memory = alignUp<kAlignment>(reinterpret_cast<Qor8u*>(spec + 1));
     *spec = {};
+    Sizes sizes;
+    QorStatus status = getSizes(len, &sizes);
+    if (status != qorStsNoErr) return status;
     spec->len = len;
     spec->hint = hint;
     spec->workSize = sizes.buffer > 0 ? sizes.buffer - kAlignment : 0;

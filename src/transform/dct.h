@@ -11,8 +11,8 @@
 namespace qorac {
 
 // One record serves both directions, told apart by `id`. The tables follow in the same memory
-// block, which is aligned to 32 bytes. The length decides the method; with no method flag set but
-// isSmall clear it is the direct sum. A spec is only read once it is built.
+// block, which is aligned to 32 bytes. The length decides the method: the direct sum where none of
+// the four flags is set. A spec is only read once it is built.
 struct QorsDCTSpec_32f {
     Qor32s id;  // kDctFwdId or kDctInvId
     Qor32s len;

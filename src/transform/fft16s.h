@@ -1,8 +1,8 @@
 // Forward complex FFT of 16-bit data with a scale factor.
 //
 // X(k) = 2^-scaleFactor * norm * sum over n of x(n) exp(-2 pi j n k / N), rounded and saturated to
-// 16 bits, N = 2^order. Orders 1 to 3 with hint 0 or 1 run in 32-bit integers, everything else
-// runs as a transform of floats. There is no inverse.
+// 16 bits, N = 2^order. Order 0 only scales; orders 1 to 3 with hint 0 or 1 run in 32-bit integers,
+// everything else runs as a transform of floats. There is no inverse.
 #pragma once
 
 #include "transform/fft32f.h"

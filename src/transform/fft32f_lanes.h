@@ -84,7 +84,7 @@ struct EverySecond {
     static constexpr int at(int i) { return 2 * i + parity; }
 };
 
-// The same within each quarter: lane i holds element kPairOrder<lanes>(i) of the sequence.
+// The same within each quarter: lane i holds element pairOrder<lanes>(i) of the sequence.
 template <int lanes, int parity>
 struct EverySecondInQuarter {
     static constexpr int at(int i) {

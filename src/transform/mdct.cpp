@@ -289,9 +289,8 @@ QorStatus init(Spec** ppSpec, const Direction& direction, Qor32s len, Qor8u* pMe
     return qorStsNoErr;
 }
 
-// Clears the id and releases what InitAlloc has made of a spec.
+// Releases what InitAlloc has made of a spec, whose id is 0.
 void release(MdctSpec* spec) {
-    spec->id = 0;
     if (spec->pTwiddle) qorsFree(spec->pTwiddle);
     if (spec->pFftSpec) qorsFFTFree_C_32fc(spec->pFftSpec);
     qorsFree(spec);
