@@ -20,40 +20,54 @@ constexpr Qor32u kMaxMagnitude = 8191;
 // Code books whose bands hold quantized coefficients: not 0, nor 13 to 15 of noise and intensity.
 constexpr bool holdsCoefficients(Qor8u book) { return book != 0 && (book < 13 || book > 15); }
 
-constexpr int clampShift(Qor64s n) { return int(n < 0 ? 0 : n > 31 ? 31 : n); }
+QORAC_INLINE int clampShift(Qor64s n) { return int(n < 0 ? 0 : n > 31 ? 31 : n); }
 
 // The power law of one band: 2^(s/4) = 2^e 2^(-r/4), the results with `fraction` fractional bits.
 struct BandScale {
+    alignas(64) Qor32s small[16];  // results for magnitudes below 16
     Qor64s e;
     int fraction;
-    Qor32s gain;       // 2^(-r/4), Q31
-    Qor32s small[16];  // results for magnitudes below 16
+    Qor32s gain;  // 2^(-r/4), Q31
 
-    BandScale(Qor64s s, int fractionBits) : e((s + 3) >> 2), fraction(fractionBits) {
+    QORAC_INLINE BandScale(Qor64s s, int fractionBits) : e((s + 3) >> 2), fraction(fractionBits) {
         const int r = int(4 * e - s);
         const Qor32s* row = _pReq16x4_Audio.row[r];
-        const Qor64s t = 28 - fraction - e;
+        const int shift28 = clampShift(28 - fraction - e), shift25 = clampShift(25 - fraction - e);
         gain = _pSqrt14_32s_Audio[r];
-        for (int a = 0; a < 4; ++a) small[a] = t > 31 ? 0 : row[a] >> clampShift(t);
-        for (int a = 4; a < 16; ++a) small[a] = row[a] >> clampShift(25 - fraction - e);
+        for (int a = 0; a < 4; ++a) small[a] = row[a] >> shift28;
+        for (int a = 4; a < 16; ++a) small[a] = row[a] >> shift25;
     }
 
+    // Right shift of a mantissa with the exponent of pow43(); a negative one is to the left.
+    QORAC_INLINE Qor64s shift(int exponent) const { return 26 - fraction - exponent - e; }
+
     // Magnitudes from 16 on.
-    Qor32s large(Qor32u a) const {
+    QORAC_INLINE Qor32s large(Qor32u a) const {
         const Power43 power = pow43(a);
         const Qor32s v = mulHigh(power.mantissa, gain);
-        const Qor64s d = 26 - fraction - power.exponent - e;
+        const Qor64s d = shift(power.exponent);
         if (d >= 32) return 0;
         if (d >= 1) return v >> d;
         if (d > -32) return wrapShl(v, int(-d));
         return v == 0 ? 0 : kMax32s;
     }
 
-    Qor32s operator()(Qor32s x) const {
+    QORAC_INLINE Qor32s operator()(Qor32s x) const {
         const Qor32u a = magnitude(x);
         const Qor32s value = a < 16 ? small[a] : large(a);
         return x < 0 ? wrapNeg(value) : value;
     }
+};
+
+// The arguments of the inverse quantization.
+struct Quantized {
+    Qor32s* spectrum;
+    const Qor16s* scaleFactor;
+    const Qor8u* sfbCb;
+    Qor32s numWinGrp;
+    const Qor32s* winGrpLen;
+    Qor32s maxSfb, winLen;
+    Bands bands;
 };
 
 }  // namespace
@@ -65,26 +79,9 @@ struct BandScale {
 namespace qorac {
 namespace {
 
-QORAC_BIND(int, requantizeInQ3, (Qor32s * x, int len, const BandScale& scale), (x, len, scale))
-QORAC_BIND(int, requantizeInQ0, (const Qor16s* x, Qor32s* y, int len, const BandScale& scale),
-           (x, y, len, scale))
-
-// `len` coefficients times 2^(s/4), in Q3. False at a magnitude above 8191; the coefficients before
-// it are done.
-bool ownsReqCore_AAC_I(Qor32s* pSrcDst, int len, Qor32s s) {
-    const BandScale scale(s, 3);
-    int done = requantizeInQ3(pSrcDst, len, scale);
-    for (; done < len && magnitude(pSrcDst[done]) <= kMaxMagnitude; ++done)
-        pSrcDst[done] = scale(pSrcDst[done]);
-    return done == len;
-}
-
-// The same in Q0, for any magnitude.
-void ownsReqCore_AAC_16s32s_Sf(const Qor16s* pSrc, Qor32s* pDst, int len, Qor64s s) {
-    if (len <= 0) return;
-    const BandScale scale(s, 0);
-    for (int i = requantizeInQ0(pSrc, pDst, len, scale); i < len; ++i) pDst[i] = scale(pSrc[i]);
-}
+QORAC_BIND(QorStatus, requantizeSpectrum, (const Quantized& q), (q))
+QORAC_BIND(void, ownsReqCore_AAC_16s32s_Sf, (const Qor16s* pSrc, Qor32s* pDst, int len, Qor64s s),
+           (pSrc, pDst, len, s))
 
 }  // namespace
 }  // namespace qorac
@@ -101,19 +98,8 @@ QorStatus qorsQuantInv_AAC_32s_I(Qor32s* pSrcDstSpectrum, const Qor16s* pScaleFa
     if (outside(samplingRateIndex, 0, 11)) return qorStsAacSampRateIdxErr;
     const Bands bands = bandsOf(samplingRateIndex, winLen);
     if (maxSfb > bands.count) return qorStsAacMaxSfbErr;
-
-    for (int g = 0; g < numWinGrp; ++g) {
-        Qor32s* p = pSrcDstSpectrum;
-        for (int b = 0; b < maxSfb; ++b, ++pScaleFactor, ++pSfbCb) {
-            const int len = (bands.offset[b + 1] - bands.offset[b]) * pWinGrpLen[g];
-            if (holdsCoefficients(*pSfbCb) &&
-                !ownsReqCore_AAC_I(p, len, *pScaleFactor - kScaleFactorOffset))
-                return qorStsAacQuantMaxErr;
-            p += len;
-        }
-        pSrcDstSpectrum += pWinGrpLen[g] * winLen;
-    }
-    return qorStsNoErr;
+    return requantizeSpectrum(
+        {pSrcDstSpectrum, pScaleFactor, pSfbCb, numWinGrp, pWinGrpLen, maxSfb, winLen, bands});
 }
 
 QorStatus qorsPow43Scale_16s32s_Sf(const Qor16s* pSrc, Qor32s* pDst, const Qor16s* pScaleFactor,
