@@ -26,8 +26,8 @@ static QORAC_INLINE __m256i requantizeMedium(__m256i a, const BandScale& scale) 
     const Vec8 v = mulLanes<32>(mantissa, broadcast<Vec8>(Qor32u(scale.gain)));
     const __m256i above63 = _mm256_cmpgt_epi32(a, _mm256_set1_epi32(63));
     const auto perLane = [&](Qor64s below, Qor64s above) {
-        return _mm256_blendv_epi8(_mm256_set1_epi32(below > 0 ? int(below) : 0),
-                                  _mm256_set1_epi32(above > 0 ? int(above) : 0), above63);
+        return _mm256_blendv_epi8(_mm256_set1_epi32(clampShift(below)),
+                                  _mm256_set1_epi32(clampShift(above)), above63);
     };
     const Qor64s below = scale.shift(4), above = scale.shift(6);
     return _mm256_sllv_epi32(_mm256_srav_epi32(__m256i(v), perLane(below, above)),
