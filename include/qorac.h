@@ -70,20 +70,20 @@ typedef Qor32s QorStatus;
 
 enum {
     /* general */
-    qorStsNoErr = 0,              /* success */
-    qorStsAlignmentWarn = 2,      /* success; a data pointer was off a 16-byte boundary */
-    qorStsErr = -2,               /* failure of the data itself, e.g. a bit budget overrun */
-    qorStsBadArgErr = -5,         /* an argument outside its allowed range */
-    qorStsSizeErr = -6,           /* a length or size below its minimum */
-    qorStsNullPtrErr = -8,        /* a required pointer is null */
-    qorStsMemAllocErr = -9,       /* an allocation failed */
-    qorStsStepErr = -14,          /* a step or group size below 1 */
-    qorStsFftOrderErr = -15,      /* transform order out of range */
-    qorStsFftFlagErr = -16,       /* transform normalisation flag bad */
-    qorStsContextMatchErr = -17,  /* the context's id is not the one that the function expects */
-    qorStsFirLenErr = -26,        /* filter length or index bad */
-    qorStsShiftErr = -32,         /* a shift count below zero */
-    qorStsNumChannelsErr = -53,   /* number of channels below 1 */
+    qorStsNoErr = 0,             /* success */
+    qorStsAlignmentWarn = 2,     /* success; a data pointer was off a 16-byte boundary */
+    qorStsErr = -2,              /* failure of the data itself, e.g. a bit budget overrun */
+    qorStsBadArgErr = -5,        /* an argument outside its allowed range */
+    qorStsSizeErr = -6,          /* a length or size below its minimum */
+    qorStsNullPtrErr = -8,       /* a required pointer is null */
+    qorStsMemAllocErr = -9,      /* an allocation failed */
+    qorStsStepErr = -14,         /* a step or group size below 1 */
+    qorStsFftOrderErr = -15,     /* transform order out of range */
+    qorStsFftFlagErr = -16,      /* transform normalisation flag bad */
+    qorStsContextMatchErr = -17, /* the context's id is not the one that the function expects */
+    qorStsFirLenErr = -26,       /* filter length or index bad */
+    qorStsShiftErr = -32,        /* a shift count below zero */
+    qorStsNumChannelsErr = -53,  /* number of channels below 1 */
 
     /* VLC escape blocks */
     qorStsVlcEscapeOverflowErr = -127, /* an AAC escape with more than 8 leading ones */
@@ -116,11 +116,11 @@ enum {
     qorStsAacGainControlErr = -159,  /* gain_control_data_present is set */
     qorStsAacPulseErr = -160,        /* pulse data in a short block or out of range */
     qorStsAacPredSfbErr = -161,      /* predSfbMax out of range, or not 0 in the LC decoder */
-    qorStsAacMaxSfbErr = -162,       /* max_sfb above the band count */
+    qorStsAacMaxSfbErr = -162,       /* max_sfb, or predSfbMax of the MP4 parser, out of range */
     qorStsAacQuantMaxErr = -163,     /* an escape longer than 8 ones or a magnitude above 8191 */
     qorStsAacScaleFactorErr = -164,  /* a running scale factor left 0 to 255 */
     qorStsAacCodebookErr = -166,     /* code book 12, or one that the element does not allow */
-    qorStsAacPceCountErr = -167,     /* more program configuration elements than room */
+    qorStsAacPceCountErr = -167,     /* prgCfgEltMax outside 1 to 16, or more elements */
 
     qorStsNotSupportedModeErr = -9999, /* the AAC main header lies above mono layers */
 
@@ -360,7 +360,7 @@ typedef struct {
 typedef struct {
     Qor32s ms_mask_present;
     Qor32s max_sfb;
-    Qor8u (*pMsUsed)[60]; /* the caller's rows, one per window group */
+    Qor8u (*pMsUsed)[60]; /* the caller's rows: 1, or 4 for a short block */
     QorAACTnsInfo tns[2];
     Qor32s diff_control_lr[2][51];
 } QorAACExtHeader;
@@ -525,8 +525,8 @@ QorStatus qorsScale_32f_I(Qor32f* pSrcDst, const Qor32f* pScale, const Qor32s* p
  * energy at Bark position src2 masks at position src1, in Q15.
  *
  *   src1, src2      positions times 2^-inScaleFactor Bark; the low 16 bits count, as signed
- *   pDst            one gain: 10^(v / 10) for the level v dB, at most 32767; 0 where the bracketed
- *                   difference is above 12 or below -6
+ *   pDst            one gain: 10^(v / 10) for the level v dB, at most 32767. 0 where 3 (src2 - src1)
+ *                   Bark is above 12, or half of that, with src2 below src1, is below -6
  *
  * Errors: qorStsNullPtrErr (pDst null).
  */
@@ -634,7 +634,8 @@ QorStatus qorsUnpackScaleFactors_MP3_1u8s(Qor8u** ppBitStream, Qor32s* pOffset,
  * Late errors of all three, with output written and the cursor moved, the bound not written:
  * qorStsMp3SideInfoErr (a table_select outside 0 to 31, tested where its region begins), qorStsErr
  * (the regions took more than hufSize bits). The regions do not test their budget while they
- * decode: leave 2 KB of readable zeros behind the main data.
+ * decode: leave 2 KB of readable zeros behind the main data. With hufSize 0 every
+ * table_select in use is tested first, and a failure writes nothing.
  */
 QorStatus qorsHuffmanDecode_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs,
                                       Qor32s* pDstNonZeroBound, const QorMP3SideInfo* pSideInfo,
@@ -643,11 +644,13 @@ QorStatus qorsHuffmanDecodeSfb_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset, Q
                                          Qor32s* pDstNonZeroBound, const QorMP3SideInfo* pSideInfo,
                                          const QorMP3FrameHeader* pFrameHeader, int hufSize,
                                          const Qor16s (*pSfbTableLong)[23]);
-QorStatus qorsHuffmanDecodeSfbMbp_MP3_1u32s(
-    Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs, Qor32s* pDstNonZeroBound,
-    const QorMP3SideInfo* pSideInfo, const QorMP3FrameHeader* pFrameHeader, int hufSize,
-    const Qor16s (*pSfbTableLong)[23], const Qor16s (*pSfbTableShort)[14],
-    const Qor16s (*pMbpTable)[2]);
+QorStatus qorsHuffmanDecodeSfbMbp_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs,
+                                            Qor32s* pDstNonZeroBound,
+                                            const QorMP3SideInfo* pSideInfo,
+                                            const QorMP3FrameHeader* pFrameHeader, int hufSize,
+                                            const Qor16s (*pSfbTableLong)[23],
+                                            const Qor16s (*pSfbTableShort)[14],
+                                            const Qor16s (*pMbpTable)[2]);
 
 /* --- requantization --- */
 
@@ -679,7 +682,7 @@ QorStatus qorsHuffmanDecodeSfbMbp_MP3_1u32s(
  * qorStsBadArgErr (bound outside 0 to 576). Errors that leave the granule undefined, per channel:
  * qorStsMp3SideInfoErr (global_gain outside 0 to 255; scalefac_scale or preflag outside 0 to 1),
  * qorStsErr (a magnitude above 8206; a subblock_gain outside 0 to 7); then qorStsErr (id 1: an
- * intensity position above 7).
+ * intensity position outside 0 to 7).
  */
 QorStatus qorsReQuantize_MP3_32s_I(Qor32s* pIsXr, Qor32s* pNonZeroBound, Qor8s* pScaleFactor,
                                    const QorMP3SideInfo* pSideInfo,
@@ -843,11 +846,16 @@ QorStatus qorsDecodeChanPairElt_MP4_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
  * aac_scalable_main_header (14496-3 subpart 4): windows, M/S mask, and TNS and LTP data per
  * channel. In a short block num_window_groups is right, but window_group_length holds meaningful
  * lengths only when all windows form one group, and its later entries are not cleared: a caller
- * that needs the lengths takes them from a QorAACIcsInfo. pMainHeader     out; pMsUsed must point
- * to 8 rows of 60 bytes when channelNum is 2. Mask bytes are written at row * 60 + band for all
- * max_sfb bands, and ms_mask_present 0, 2 and 3 write them too: 0, 1 and 0 channelNum      1 or 2
- *   monoStereoFlag  1: mono layers lie below this one; their data in the header are not read
+ * that needs the lengths takes them from a QorAACIcsInfo.
+ *
+ *   pMainHeader     out; pMsUsed must point to 8 rows of 60 bytes when channelNum is 2. Bytes are
+ *                   written at row * 60 + band for all max_sfb bands, which may pass a row's end;
+ *                   ms_mask_present 0, 2 and 3 write 0, 1 and 0
+ *   channelNum      1 or 2
+ *   monoStereoFlag  1: mono layers lie below this one; see the last error
+ *
  * TNS data with an order that is refused end there and the header goes on.
+ *
  * Errors: the common ones (pMsUsed is not checked); qorStsAacChannelsErr, channelNum outside 1 to
  * 2; qorStsAacMonoStereoErr, monoStereoFlag outside 0 to 1; qorStsNotSupportedModeErr,
  * monoStereoFlag is 1: told at the very end, with the record complete.
@@ -858,19 +866,25 @@ QorStatus qorsDecodeMainHeader_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
 
 /*
  * aac_scalable_extension_header (14496-3 subpart 4).
+ *
  *   pExtHeader       out; pMsUsed must point to 4 rows of 60 bytes when thisLayerStereo is 1. In a
- *                    short block four rows of the mask are read whatever the grouping
+ *                    short block four rows of the mask are read whatever the grouping. The first
+ *                    row is read for diff_control_lr too: initialise it
  *   monoStereoFlag   1: TNS data of both channels follow the mask
  *   thisLayerStereo  1: ms_mask_present and the mask of the bands from preSfb on are read
- *   monoLayerFlag    1, with thisLayerStereo 1: diff_control_lr of both channels is read, for a
- * long block a bit for each band from preSfb to below maxSfbLimit and max_sfb whose first-row mask
- * byte is 0, packed; for a short block 8 bits if preSfb is 0 preSfb           max_sfb of the layer
- * below maxSfbLimit      max_sfb of the last mono layer window_sequence  of the main header TNS
- * data with an order that is refused end there and the header goes on. Errors: the common ones
- * (pMsUsed is not checked); qorStsAacMonoStereoErr, qorStsAacStereoLayerErr, qorStsAacMonoLayerErr,
- * the three flags outside 0 to 1; qorStsAacMaxSfbErr, preSfb or maxSfbLimit outside 0 to 51;
- * qorStsAacWinSeqErr, window_sequence outside 0 to 3; qorStsAacMaxSfbErr, max_sfb of a long block
- * above 60.
+ *   monoLayerFlag    1, with thisLayerStereo 1: diff_control_lr of both channels is read, packed.
+ *                    Long block: a bit for each band from preSfb to below maxSfbLimit and max_sfb
+ *                    whose first-row mask byte is 0; short block: 8 bits if preSfb is 0
+ *   preSfb           max_sfb of the layer below
+ *   maxSfbLimit      max_sfb of the last mono layer
+ *   window_sequence  of the main header
+ *
+ * TNS data with an order that is refused end there and the header goes on.
+ *
+ * Errors: the common ones (pMsUsed is not checked); qorStsAacMonoStereoErr, qorStsAacStereoLayerErr,
+ * qorStsAacMonoLayerErr, the three flags outside 0 to 1; qorStsAacMaxSfbErr, preSfb or maxSfbLimit
+ * outside 0 to 51; qorStsAacWinSeqErr, window_sequence outside 0 to 3; qorStsAacMaxSfbErr, max_sfb
+ * of a long block above 60.
  */
 QorStatus qorsDecodeExtensionHeader_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
                                         QorAACExtHeader* pExtHeader, Qor32s monoStereoFlag,
@@ -941,9 +955,9 @@ QorStatus qorsNoiselessDecode_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
  * there on it stands in window order, 128 coefficients a window. Order of the calls:
  *
  *   qorsQuantInv_AAC_32s_I per channel; per pair qorsDecodeMsStereo_AAC_32s_I, then
- *   qorsDecodeIsStereo_AAC_32s (it reads the code books that the former changes); noise
- *   substitution; short blocks: qorsDeinterleaveSpectrum_AAC_32s; per channel long-term prediction,
- *   qorsDecodeTNS_AAC_32s_I, the synthesis, qorsLtpUpdate_AAC_32s.
+ *   qorsDecodeIsStereo_AAC_32s (it reads the code books that the former changes); short blocks:
+ *   qorsDeinterleaveSpectrum_AAC_32s; noise substitution, in short blocks window by window; per
+ *   channel long-term prediction, qorsDecodeTNS_AAC_32s_I, the synthesis, qorsLtpUpdate_AAC_32s.
  *
  * Arguments that mean the same everywhere:
  *   numWinGrp, pWinGrpLen   window groups, and the windows of each
@@ -1022,9 +1036,9 @@ QorStatus qorsDecodeMsStereo_AAC_32s_I(Qor32s* pSrcDstL, Qor32s* pSrcDstR, Qor32
  * Errors, in order: qorStsNullPtrErr; qorStsAacWinLenErr, qorStsAacWinGrpErr, qorStsAacMaxSfbErr,
  * qorStsAacSampRateIdxErr, qorStsAacMaxSfbErr as in qorsQuantInv_AAC_32s_I.
  */
-QorStatus qorsDecodeIsStereo_AAC_32s(const Qor32s* pSrcL, Qor32s* pDstR,
-                                     const Qor16s* pScaleFactor, const Qor8u* pSfbCb,
-                                     Qor32s numWinGrp, const Qor32s* pWinGrpLen, Qor32s maxSfb,
+QorStatus qorsDecodeIsStereo_AAC_32s(const Qor32s* pSrcL, Qor32s* pDstR, const Qor16s* pScaleFactor,
+                                     const Qor8u* pSfbCb, Qor32s numWinGrp,
+                                     const Qor32s* pWinGrpLen, Qor32s maxSfb,
                                      Qor32s samplingRateIndex, Qor32s winLen);
 
 /*
@@ -1055,9 +1069,9 @@ QorStatus qorsDecodePNS_AAC_32s(Qor32s* pSrcDst, Qor32s* pLtpFlag, const Qor8u* 
                                 Qor32s* pRandomSeed);
 QorStatus qorsDecodeMsPNS_AAC_32s(Qor32s* pSrcDst, Qor32s* pLtpFlag, const Qor8u* pSfbCb,
                                   const Qor16s* pScaleFactor, Qor32s maxSfb, Qor32s numWinGrp,
-                                  const Qor32s* pWinGrpLen, Qor32s samplingRateIndex,
-                                  Qor32s winLen, Qor32s* pRandomSeed, Qor32s channel,
-                                  Qor8u (*pMsUsed)[60], Qor32s* pNoiseState);
+                                  const Qor32s* pWinGrpLen, Qor32s samplingRateIndex, Qor32s winLen,
+                                  Qor32s* pRandomSeed, Qor32s channel, Qor8u (*pMsUsed)[60],
+                                  Qor32s* pNoiseState);
 
 /*
  * Temporal noise shaping (13818-7 clause 14), in place, window order: the decoder's all-pole
@@ -1317,8 +1331,8 @@ QorStatus qorsJointStereoEncode_MP3_32s_I(Qor32s* pSrcDstLeft, Qor32s* pSrcDstRi
  *                    intensity
  *   pWork            scratch of 1152 values
  *
- * When no gain of nine successive ones lowers the count below the budget, pDstHufBits holds the
- * budget and is less than the spectrum takes: compare it with what was written.
+ * When nine successive steps of the gain leave the count as it is, above the budget, pDstHufBits
+ * holds the budget and is less than the spectrum takes: compare it with what was written.
  *
  * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsMp3FrameHeaderErr
  * (sampling_frequency outside 0 to 2; id not 0 or 1). While working: qorStsMp3SideInfoErr (a record

@@ -164,6 +164,10 @@ bool AacDecoder::parsePair() {
 
     if (!left.dequantize() || !right.dequantize()) return false;
     aacDecodeStereo(left, right, pair);
+    // Only noise that the left channel has too can be shared.
+    for (int g = 0, i = 0; common && g < left.ics.num_window_groups; ++g)
+        for (int sfb = 0; sfb < left.ics.max_sfb; ++sfb, ++i)
+            if (left.codeBook[i] != AacChannel::kNoiseBook) pair.ms_used[g][sfb] = 0;
     left.deinterleave();
     right.deinterleave();
     fillNoise(left, 0, pair);

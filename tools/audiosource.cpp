@@ -39,6 +39,8 @@ struct AudioSource::Reader {
     std::size_t readBlock() {
         block.resize(kBlock * static_cast<std::size_t>(sourceChannels));
         const auto got = sf_readf_float(file, block.data(), static_cast<sf_count_t>(kBlock));
+        if (sf_error(file) != SF_ERR_NO_ERROR)
+            throw std::runtime_error(std::string("cannot read the audio: ") + sf_strerror(file));
         const auto frames = static_cast<std::size_t>(std::max<sf_count_t>(got, 0));
         if (sourceChannels == 2 && channels == 1) {
             for (std::size_t i = 0; i < frames; ++i)

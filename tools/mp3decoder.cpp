@@ -42,11 +42,14 @@ bool Mp3Decoder::unpackFrame(std::span<const std::uint8_t> frame, bool checkCrc)
     channels_ = header_.mode == 3 ? 1 : 2;
     granules_ = header_.id == 1 ? 2 : 1;
 
-    Qor32s mainDataBegin, privateBits;
+    Qor32s mainDataBegin = 0, privateBits = 0;
     const QorStatus status = qorsUnpackSideInfo_MP3(&stream, side_.data(), &mainDataBegin,
                                                     &privateBits, scfsi_.data(), &header_);
     const std::size_t headSize = mp3HeadSize(header_);
-    if (frame.size() < headSize) return false;
+    if (frame.size() < headSize) {
+        mainDataSize_ = 0;  // the reservoir is lost with the frame's main data
+        return false;
+    }
     const bool crcGood = !checkCrc || mp3CrcMatches(frame, header_);
     const bool complete = appendMainData(frame.subspan(headSize), mainDataBegin);
     return status == qorStsNoErr && crcGood && complete;

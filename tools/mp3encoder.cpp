@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <stdexcept>
+#include <string>
 
 #include "mp3header.h"
 
@@ -67,7 +68,7 @@ void Mp3Encoder::encode(std::span<const std::int16_t> pcm, std::vector<std::uint
     const int meanBits = std::min(8 * room, kMaxPartBits / 8 * 8 * records());
     Frame attempt = frame;
     bool done = false;
-    for (int step = kBudgetSteps; !done; --step) {
+    for (int step = kBudgetSteps; !done && step >= 0; --step) {
         attempt = frame;
         attempt.reservoir = reservoir_;
         attempt.reservoir.bitsAvail = reservoir_.bitsAvail / 8 * step / kBudgetSteps * 8;
@@ -75,6 +76,7 @@ void Mp3Encoder::encode(std::span<const std::int16_t> pcm, std::vector<std::uint
                static_cast<int>(mainData.size()) <= mainDataBegin + room;
         if (!done && step == kBudgetSteps) ++statistics_.retries;
     }
+    if (!done) throw std::runtime_error("a frame could not be quantized");
 
     // What the quantizer was not offered, or could not place, is filled up behind the main data:
     // ancillary data of zeros, so that the reservoir never passes its limit.

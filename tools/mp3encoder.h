@@ -29,7 +29,7 @@ struct Mp3EncoderStatistics {
     std::uint64_t frames = 0;
     std::uint64_t midSideFrames = 0;
     std::uint64_t granules = 0;        // of all channels
-    std::uint64_t silentGranules = 0;  // that took no bits
+    std::uint64_t silentGranules = 0;  // all lines of which are 0
     std::uint64_t shortDecisions = 0;  // where the model would have switched to short blocks
     std::uint64_t retries = 0;         // frames quantized again with fewer bits
     std::uint64_t reservoirBytes = 0;  // sum of main_data_begin

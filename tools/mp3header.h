@@ -11,7 +11,7 @@
 // Whether four bytes can be the header of a Layer III frame of MPEG-1 or MPEG-2 LSF.
 bool mp3HeaderPlausible(std::span<const std::uint8_t> bytes);
 
-// The header's fields; `bytes` holds at least 6.
+// The header's fields; `bytes` holds at least 4, and what it lacks of a CRC word counts as 0.
 QorMP3FrameHeader mp3ReadHeader(std::span<const std::uint8_t> bytes);
 
 int mp3SampleRate(const QorMP3FrameHeader& header);

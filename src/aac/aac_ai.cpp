@@ -215,7 +215,7 @@ void readMainWindows(Qor8u** ppBitStream, Qor32s* pOffset, QorAACMainHeader& hea
 
 void readMainMsMask(Qor8u** ppBitStream, Qor32s* pOffset, QorAACMainHeader& header) {
     header.ms_mask_present = ownsGetBits_AAC(ppBitStream, pOffset, 2);
-    Qor8u* const mask = *header.pMsUsed;
+    Qor8u* const mask = reinterpret_cast<Qor8u*>(header.pMsUsed);
     for (Qor32s group = 0; group < header.num_window_groups; ++group)
         for (Qor32s sfb = 0; sfb < header.max_sfb; ++sfb)
             mask[group * 60 + sfb] = header.ms_mask_present == 1

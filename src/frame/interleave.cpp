@@ -1,4 +1,6 @@
 // Planar channels to interleaved samples.
+#include <cstddef>
+
 #include "frame/dispatch.h"
 #include "frame/status.h"
 #include "qorac.h"
@@ -8,9 +10,10 @@ namespace {
 
 template <typename T>
 QORAC_INLINE void interleaveAll(const T* const* ppSrc, int numChannels, int len, T* pDst) {
+    const std::size_t count = std::size_t(len), step = std::size_t(numChannels);
     if (numChannels == 2) {
         const T *left = ppSrc[0], *right = ppSrc[1];
-        for (int n = 0; n < len; ++n) {
+        for (std::size_t n = 0; n < count; ++n) {
             pDst[2 * n] = left[n];
             pDst[2 * n + 1] = right[n];
         }
@@ -19,15 +22,17 @@ QORAC_INLINE void interleaveAll(const T* const* ppSrc, int numChannels, int len,
     for (int c = 0; c < numChannels; ++c) {
         const T* channel = ppSrc[c];
         T* out = pDst + c;
-        for (int n = 0; n < len; ++n, out += numChannels) *out = channel[n];
+        for (std::size_t n = 0; n < count; ++n) out[n * step] = channel[n];
     }
 }
 
-QORAC_CLONES void kernel(const Qor16s* const* ppSrc, int numChannels, int len, Qor16s* pDst) {
+QORAC_CLONES void interleaveKernel(const Qor16s* const* ppSrc, int numChannels, int len,
+                                   Qor16s* pDst) {
     interleaveAll(ppSrc, numChannels, len, pDst);
 }
 
-QORAC_CLONES void kernel(const Qor32f* const* ppSrc, int numChannels, int len, Qor32f* pDst) {
+QORAC_CLONES void interleaveKernel(const Qor32f* const* ppSrc, int numChannels, int len,
+                                   Qor32f* pDst) {
     interleaveAll(ppSrc, numChannels, len, pDst);
 }
 
@@ -37,7 +42,7 @@ QorStatus interleave(const T* const* ppSrc, int numChannels, int len, T* pDst) {
     if (numChannels < 1) return qorStsNumChannelsErr;
     if (len < 1) return qorStsSizeErr;
     if (anyChannelNull(ppSrc, numChannels)) return qorStsNullPtrErr;
-    kernel(ppSrc, numChannels, len, pDst);
+    interleaveKernel(ppSrc, numChannels, len, pDst);
     return channelAlignmentStatus(pDst, ppSrc, numChannels);
 }
 

@@ -1,5 +1,5 @@
 // The Huffman codes of MPEG audio Layer III as ISO 11172-3 Table B.7 lists them: the one list from
-// which the decoder's packed trees and the encoder's code tables are derived.
+// which the decoder's lookup tables and the encoder's code tables are derived.
 //
 // Pair tables list the codes in the order x, then y: symbol (x, y) of an alphabet of n values
 // stands at n * x + y. Quadruple tables A (32) and B (33) stand in the order 8v + 4w + 2x + y. Sign

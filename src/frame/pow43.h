@@ -34,7 +34,8 @@ inline constexpr Qor32s _pSqrt14_32s_Audio[4] = {0x7FFFFFFF, 0x6BA27E65, 0x5A827
 inline constexpr Qor32s _pPolyCoeff43_Audio[8] = {-457633446, 1445956062, -2036421417, 1707815404,
                                                   -991941369, 535739478,  127541088,   -1613111};
 
-// 2^(4 (k + 8) / 3) for the octave k of the magnitude, 0 for 128 to 255: mantissa in Q31, exponent.
+// 2^(4 (k + 8) / 3) for the octave k of the magnitude, 0 for 128 to 255: mantissa in Q31, and 31
+// less the exponent.
 inline constexpr Qor32s _pXt43_Audio[7] = {0x6597FA94, 0x7FFFFFFF, 0x50A28BE6, 0x6597FA94,
                                            0x7FFFFFFF, 0x50A28BE6, 0x6597FA94};
 inline constexpr Qor32s _pXtExp_Audio[7] = {20, 19, 17, 16, 15, 13, 12};

@@ -16,7 +16,7 @@ static QORAC_INLINE void storeInts(Qor32s* p, const Vector& v) {
 
 // --- alias reduction --------------------------------------------------------------------------
 
-// The n - 1 boundaries above the first n sub-bands, and at least the lowest one.
+// The n - 1 boundaries between the first n sub-bands, and at least the lowest one.
 static void ownpmp3_AliasReduce_32s_I(Qor32s* pSrcXr, int n) {
     const Real8 cs = loadReal8(kAlias.cCs), ca = loadReal8(kAlias.cCa);
     for (int boundary = 1; boundary < n || boundary == 1; ++boundary) {

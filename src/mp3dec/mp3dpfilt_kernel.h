@@ -6,7 +6,7 @@ static QORAC_INLINE void storeInterleaved(Qor32s* p, const Real8& even, const Re
     __builtin_memcpy(p, &v, sizeof v);
 }
 
-// One slot of the ring, 32 values in the order of SlotOrder, from 32 sub-band samples.
+// One slot of the ring, 32 values in the order of slotIndex, from 32 sub-band samples.
 //
 // C[i] is the sum of y[k] cos(pi i (2k + 1) / 64). For odd i the samples enter as y[k] - y[31 - k],
 // for even i as y[k] + y[31 - k], and these once more by halves.

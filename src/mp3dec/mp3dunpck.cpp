@@ -53,7 +53,7 @@ bool readGranuleChannel(BitReader& bits, QorMP3SideInfo& side, Qor32s id) {
 
 // --- scale factors ----------------------------------------------------------------------------
 
-// Scale factors of the long-block groups that scfsi shares between granules, id 1.
+// First scale factor of each long-block group that scfsi shares between granules, and the end; id 1.
 constexpr int kScfsiGroupStart[5] = {0, 6, 11, 16, 21};
 
 // A width of 0 reads nothing and gives zeros.

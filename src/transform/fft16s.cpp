@@ -1,13 +1,13 @@
 #include "transform/fft16s.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "frame/fixed.h"
 #include "frame/memory.h"
 #include "frame/status.h"
 #include "frame/vectorkernels.h"
 #include "transform/fft32ftables.h"
+#include "transform/fftbitrev.h"
 
 namespace qorac {
 
@@ -142,22 +142,6 @@ void qors_jFft_Core_16s(Qor32sc* x, int order) {
 // The factor sqrt(1/2) that an odd order leaves of 1/sqrt(N), truncated.
 void qors_ibMpyBySqrt2_32s(Qor32s* x, int len) {
     for (int i = 0; i < len; ++i) x[i] = (x[i] >> 16) * 46340 + (((x[i] & 0xFFFF) * 23170) >> 15);
-}
-
-// Puts bit-reversed elements of 8 bytes in order, N at least 4. For i of the order's inner bits the
-// elements 2i + 1 and N/2 + 2 rev(i) change places; where i and rev(i) differ, so do 2i and
-// 2 rev(i), and N/2 + 2i + 1 and N/2 + 2 rev(i) + 1. The list counts in words of 4 bytes.
-void qors_BitRev1_8(Qor32sc* x, int order, const Qor32s* pBitRev) {
-    Qor32sc* const upper = x + (1 << (order - 1));
-    std::swap(x[1], upper[0]);
-    for (; *pBitRev != 0; pBitRev += 2) {
-        const Qor32s a = pBitRev[0] / 2, b = pBitRev[1] / 2;
-        std::swap(x[a], x[b]);
-        std::swap(x[a + 1], upper[b]);
-        std::swap(x[b + 1], upper[a]);
-        std::swap(upper[a + 1], upper[b + 1]);
-    }
-    for (++pBitRev; *pBitRev != 0; ++pBitRev) std::swap(x[*pBitRev / 2 + 1], upper[*pBitRev / 2]);
 }
 
 // The values stand in 32 bits with 16 - 1 - order bits below the point, so that no sum overflows.
