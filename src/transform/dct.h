@@ -38,7 +38,7 @@ using QorsDCTInvSpec_32f = QorsDCTSpec_32f;
 constexpr Qor32s kDctFwdId = 21;
 constexpr Qor32s kDctInvId = 22;
 
-// Sizes in bytes of the spec, of the memory that only Init uses and of a transform's scratch.
+// Sizes in bytes of the record, of the memory that only Init uses and of a transform's scratch.
 //   len below 1                         qorStsSizeErr
 //   a result pointer null               qorStsNullPtrErr
 //   lengths beyond the inner FFT        its status
@@ -48,7 +48,7 @@ QorStatus qorsDCTFwdGetSize_32f(Qor32s len, Qor32s hint, Qor32s* pSpecSize, Qor3
 QorStatus qorsDCTInvGetSize_32f(Qor32s len, Qor32s hint, Qor32s* pSpecSize, Qor32s* pInitSize,
                                 Qor32s* pBufSize);
 
-// Builds the spec in pMemSpec with pMemInit as scratch, neither of which needs alignment.
+// Builds the record in pMemSpec with pMemInit as scratch, neither of which needs alignment.
 //   ppSpec null                         qorStsNullPtrErr
 //   len below 1                         qorStsSizeErr
 //   pMemSpec null                       qorStsNullPtrErr

@@ -246,7 +246,7 @@ QorStatus qorsFFTInitAlloc_C_16sc(QorsFFTSpec_C_16sc** ppSpec, Qor32s order, Qor
     QorStatus status = qorsFFTGetSize_C_16sc(order, flag, hint, &specSize, &initSize, &bufSize);
     if (status != qorStsNoErr) return status;
 
-    // The allocator's blocks start on a 32-byte boundary, so that the spec stands at the start of
+    // The allocator's blocks start on a 32-byte boundary, so that the record stands at the start of
     // its block.
     Qor8u* const memSpec = qorsMalloc_8u(specSize);
     if (!memSpec) return qorStsMemAllocErr;

@@ -27,7 +27,7 @@ struct QorsFFTSpec_C_16sc {
 
 constexpr Qor32s kFftId_C_16sc = 1;
 
-// Sizes in bytes of the spec, of the memory that only Init uses and of a transform's scratch.
+// Sizes in bytes of the record, of the memory that only Init uses and of a transform's scratch.
 //   order outside 0..30                 qorStsFftOrderErr
 //   a result pointer null               qorStsNullPtrErr
 //   flag not 1, 2, 4 or 8               qorStsFftFlagErr
@@ -35,7 +35,7 @@ constexpr Qor32s kFftId_C_16sc = 1;
 QorStatus qorsFFTGetSize_C_16sc(Qor32s order, Qor32s flag, Qor32s hint, Qor32s* pSpecSize,
                                 Qor32s* pInitSize, Qor32s* pBufSize);
 
-// Builds the spec in pMemSpec, neither memory needs alignment.
+// Builds the record in pMemSpec, neither memory needs alignment.
 //   ppSpec null                         qorStsNullPtrErr
 //   order outside 0..30                 qorStsFftOrderErr
 //   pMemSpec null                       qorStsNullPtrErr
@@ -45,7 +45,7 @@ QorStatus qorsFFTGetSize_C_16sc(Qor32s order, Qor32s flag, Qor32s hint, Qor32s* 
 QorStatus qorsFFTInit_C_16sc(QorsFFTSpec_C_16sc** ppSpec, Qor32s order, Qor32s flag, Qor32s hint,
                              Qor8u* pMemSpec, Qor8u* pMemInit);
 
-// Builds the spec in memory of its own: ppSpec null, the statuses of GetSize,
+// Builds the record in memory of its own: ppSpec null, the statuses of GetSize,
 // qorStsMemAllocErr, the statuses of Init; nothing stays allocated after a failure.
 QorStatus qorsFFTInitAlloc_C_16sc(QorsFFTSpec_C_16sc** ppSpec, Qor32s order, Qor32s flag,
                                   Qor32s hint);

@@ -2,7 +2,7 @@
 // separate real and imaginary arrays, and real data with a packed half spectrum.
 //
 // The forward kernel is exp(-2 pi j n k / N), the inverse kernel exp(+2 pi j n k / N); a factor
-// stands only where the flag of the spec puts one. Orders 0 to 27 (N = 2^order).
+// stands only where the flag of the record puts one. Orders 0 to 27 (N = 2^order).
 //
 // The Perm format of a real transform of N >= 2 points holds R(0), R(N/2) and then the real and
 // imaginary parts of bins 1 to N/2 - 1. Order 0 holds the single sample.
@@ -41,7 +41,7 @@ constexpr Qor32s kFftId_C_32fc = 4;
 constexpr Qor32s kFftId_C_32f = 5;
 constexpr Qor32s kFftId_R_32f = 6;
 
-// Sizes in bytes of the spec, of the memory that only Init uses and of a transform's scratch.
+// Sizes in bytes of the record, of the memory that only Init uses and of a transform's scratch.
 //   order outside 0..30                 qorStsFftOrderErr
 //   a result pointer null               qorStsNullPtrErr
 //   flag not 1, 2, 4 or 8               qorStsFftFlagErr
@@ -53,7 +53,7 @@ QorStatus qorsFFTGetSize_C_32f(Qor32s order, Qor32s flag, Qor32s hint, Qor32s* p
 QorStatus qorsFFTGetSize_R_32f(Qor32s order, Qor32s flag, Qor32s hint, Qor32s* pSpecSize,
                                Qor32s* pInitSize, Qor32s* pBufSize);
 
-// Builds the spec in pMemSpec with pMemInit as scratch, neither of which needs alignment.
+// Builds the record in pMemSpec with pMemInit as scratch, neither of which needs alignment.
 //   ppSpec null                         qorStsNullPtrErr
 //   order outside 0..27                 qorStsFftOrderErr
 //   pMemSpec null                       qorStsNullPtrErr
@@ -66,7 +66,7 @@ QorStatus qorsFFTInit_C_32f(QorsFFTSpec_C_32f** ppSpec, Qor32s order, Qor32s fla
 QorStatus qorsFFTInit_R_32f(QorsFFTSpec_R_32f** ppSpec, Qor32s order, Qor32s flag, Qor32s hint,
                             Qor8u* pMemSpec, Qor8u* pMemInit);
 
-// Builds the spec in memory of its own: ppSpec null, the statuses of GetSize,
+// Builds the record in memory of its own: ppSpec null, the statuses of GetSize,
 // qorStsMemAllocErr, the statuses of Init; nothing stays allocated after a failure.
 QorStatus qorsFFTInitAlloc_C_32fc(QorsFFTSpec_C_32fc** ppSpec, Qor32s order, Qor32s flag,
                                   Qor32s hint);

@@ -17,12 +17,12 @@ constexpr int kFftTileOrder = 12;   // log2 of the elements of a tile of the rev
 void qors_getSizesTwd_Large_32f(Qor32s order, Qor32s* pSpecSize, Qor32s* pInitSize,
                                 Qor32s* pBufSize);
 
-// Fills pBitRev, pTwd, pStepTwd and workSize of the spec with tables in pMemory, a 32-byte
+// Fills pBitRev, pTwd, pStepTwd and workSize of the record with tables in pMemory, a 32-byte
 // boundary. Returns the end of the tables.
 Qor8u* qors_initTabTwd_Large_32f(QorsFFTSpec_32f* pSpec, Qor32s order, const QuarterWave& wave,
                                  Qor8u* pMemory);
 
-// The transforms, scaled as the spec says. pScratch stands on a 32-byte boundary.
+// The transforms, scaled as the record says. pScratch stands on a 32-byte boundary.
 void qors_cFftFwd_Large_32fc(const QorsFFTSpec_32f* pSpec, const Qor32fc* pSrc, Qor32fc* pDst,
                              Qor32s order, Qor8u* pScratch);
 void qors_cFftInv_Large_32fc(const QorsFFTSpec_32f* pSpec, const Qor32fc* pSrc, Qor32fc* pDst,
