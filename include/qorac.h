@@ -911,7 +911,7 @@ QorStatus qorsDecodeExtensionHeader_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
  * book 12; qorStsAacPulseErr, pulse data in a short block, a start band that does not exist, or a
  * pulse behind coefficient 1023 (the pulses before it have been added); qorStsAacTnsOrderErr, an
  * order above 12, or above 7 in a short block; qorStsAacGainControlErr, gain control data;
- * qorStsErr, a section that ends above the band count; qorStsAacQuantMaxErr, an escape above 8191.
+ * qorStsAacQuantMaxErr, an escape above 8191: the pair that it belongs to is not stored.
  * After a failure among the scale factors the cursor stands where they begin, after one inside
  * the coefficients of a section where these begin.
  *
@@ -933,8 +933,8 @@ QorStatus qorsDecodeExtensionHeader_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
  * to 1; qorStsAacObjectTypeErr, audioObjectType outside 0 to 16; qorStsAacMaxSfbErr, maxSfb outside
  * 0 to 51; qorStsAacSampRateIdxErr, samplingRateIndex outside 0 to 11; qorStsNullPtrErr, scaleFlag
  * 0 and pChanInfo->pIcsInfo null, or scaleFlag 1 and pMainHeader null. In the stream:
- * qorStsNullPtrErr, LTP data and a null pMainHeader; qorStsErr, scaleFlag 1 and window groups that
- * do not fit the window sequence.
+ * qorStsNullPtrErr, LTP data and a null pMainHeader; qorStsErr, a section that ends above the band
+ * count, or scaleFlag 1 and window groups that do not fit the window sequence.
  */
 QorStatus qorsNoiselessDecoder_LC_AAC(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s commonWin,
                                       QorAACChanInfo* pChanInfo, Qor16s* pScaleFactor,
@@ -975,7 +975,8 @@ QorStatus qorsNoiselessDecode_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
  * Inverse quantization (13818-7 clause 10.3): every coefficient x of a band with code book 1 to 11
  * becomes sign(x) |x|^(4/3) 2^((scale factor - 100)/4) in Q3, truncated. In place, grouped order.
  * Bands of code book 0 and of 13 (noise), 14 and 15 (intensity), and what lies above the last band,
- * are left alone. Results beyond 32 bits wrap.
+ * are left alone. Results that do not fit 32 bits have no meaning: magnitudes below 16 stop
+ * growing, others wrap, or become 0x7FFFFFFF where they are shifted by 32 or more.
  * Errors, in order: qorStsNullPtrErr; qorStsAacWinLenErr, winLen not 128 or 1024;
  * qorStsAacWinGrpErr, numWinGrp not 1 for winLen 1024 or outside 1 to 8 for 128; qorStsAacMaxSfbErr,
  * maxSfb outside 0 to 51; qorStsAacSampRateIdxErr, samplingRateIndex outside 0 to 11;
@@ -1054,8 +1055,9 @@ QorStatus qorsDecodeIsStereo_AAC_32s(const Qor32s* pSrcL, Qor32s* pDstR, const Q
  *
  * qorsDecodeMsPNS_AAC_32s is the same for the channels of a pair. channel 0 stores the seed of each
  * band in pNoiseState (maxSfb entries per group); channel 1 makes the same noise again in the bands
- * where pMsUsed is 1, without a step of *pRandomSeed. pMsUsed (rows of 60 bytes) is read for
- * channel 1 only; these two pointers are not tested.
+ * where pMsUsed is 1 (the bands of channel 0 must hold noise there too), without a step of
+ * *pRandomSeed. pMsUsed (rows of 60 bytes) is read for channel 1 only; these two pointers are not
+ * tested.
  *
  * Errors of both, in order: qorStsNullPtrErr (pSrcDst, pLtpFlag, pSfbCb, pScaleFactor, pWinGrpLen,
  * pRandomSeed); qorStsAacMaxSfbErr, maxSfb outside 0 to 51; qorStsAacWinGrpErr, numWinGrp outside 1

@@ -3,7 +3,6 @@
 // subpart 4). Bits in, quantized integers in the stream's grouped order out.
 
 #include <algorithm>
-#include <cstring>
 
 #include "aac/aachelp.h"
 #include "aac/aachuff.h"

@@ -136,7 +136,7 @@ QORAC_INLINE Quad loadQuad(const Qor8s* p) {
     Bytes bytes{};
     __builtin_memcpy(&bytes, p, 4);
     bytes = __builtin_shufflevector(bytes, bytes, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3);
-    return reinterpret_cast<Quad&>(bytes) >> 24;
+    return Quad(bytes) >> 24;
 }
 
 // Which of four magnitudes are negative: -1 for those, by a mask of the magnitudes that are not 0,
@@ -486,18 +486,19 @@ QORAC_INLINE bool hasEscape(const Tuple<2>& pair) {
     return ((pair.value[0] | pair.value[1]) & 16) != 0;
 }
 
-QORAC_INLINE QorStatus decodeEscapes(BitReader& reader, const Tuple<2>& pair, Qor32s* pDst) {
+// Replaces the escapes among the two `values` of a pair.
+QORAC_INLINE QorStatus decodeEscapes(BitReader& reader, const Tuple<2>& pair, Qor32s* values) {
     for (int i = 0; i < 2; ++i) {
         if (pair.value[i] != 16) continue;
         Qor32s escaped = 0;
         const QorStatus status = ownsDecodeSpecEsc_AAC(reader, &escaped);
         if (status != qorStsNoErr) return status;
-        pDst[i] = pDst[i] < 0 ? -escaped : escaped;
+        values[i] = values[i] < 0 ? -escaped : escaped;
     }
     return qorStsNoErr;
 }
 
-// Pairs of book 11. An escape that is refused may be the last that is read of the stream, which
+// Pairs of book 11, each stored when both of its values are read. An escape that is refused may be the last that is read of the stream, which
 // makes 16 bits sure in front of any pair and 12 in front of three pairs without escapes: a look of
 // five bytes, which holds two pairs, is safe in front of three.
 QORAC_INLINE QorStatus decodeEscapedPairs(BitReader& reader, const TupleBook<2>& book, Qor32s* pDst,
@@ -507,19 +508,21 @@ QORAC_INLINE QorStatus decodeEscapedPairs(BitReader& reader, const TupleBook<2>&
         const bool two = end - pDst >= 6;
         Qor64u bits = two ? reader.peekFive() : Qor64u(reader.peek()) << 32;
         Tuple<2> pair = lookUp<kEscapeBits, 2, true>(bits, book);
-        putValues<true>(bits, pair, pDst);
-        reader.skip(pair.total);
         if (two && !hasEscape(pair)) {
+            putValues<true>(bits, pair, pDst);
+            reader.skip(pair.total);
             bits <<= pair.total;
             pDst += 2;
             pair = lookUp<kEscapeBits, 2, true>(bits, book);
-            putValues<true>(bits, pair, pDst);
-            reader.skip(pair.total);
         }
+        Qor32s values[2];
+        putValues<true>(bits, pair, values);
+        reader.skip(pair.total);
         if (__builtin_expect(hasEscape(pair), 0)) {
-            const QorStatus status = decodeEscapes(reader, pair, pDst);
+            const QorStatus status = decodeEscapes(reader, pair, values);
             if (status != qorStsNoErr) return status;
         }
+        __builtin_memcpy(pDst, values, sizeof values);
         pDst += 2;
     }
     return qorStsNoErr;

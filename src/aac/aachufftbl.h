@@ -1,5 +1,5 @@
 // The Huffman code books of AAC, as ISO/IEC 13818-7 Annex A lists them: for each index the length
-// of the code word and the code word. The index of a tuple is told at kSpectrumBooks below; an
+// of the code word and the code word. The index of a tuple is told by the TupleRule of its book; an
 // index of the scale-factor book is the difference plus 60.
 #pragma once
 

@@ -2,8 +2,9 @@
 // and the way from the grouped order of short blocks to window order.
 //
 // In: quantized coefficients. Out: the spectrum in Q3 (qorsPow43Scale_16s32s_Sf: in Q0) on the
-// scale of the standard. Results are truncated, not rounded; what passes the left end of 32 bits
-// wraps.
+// scale of the standard. Results are truncated, not rounded. What does not fit 32 bits has no
+// meaning: magnitudes below 16 stop growing, others wrap, or become 0x7FFFFFFF where the shift is 32
+// or more.
 #include <cstring>
 
 #include "aac/aacbands.h"
@@ -108,8 +109,9 @@ QorStatus qorsPow43Scale_16s32s_Sf(const Qor16s* pSrc, Qor32s* pDst, const Qor16
     if (anyNull(pSrc, pDst, pScaleFactor, pBandOffset)) return qorStsNullPtrErr;
     if (numBands < 0 || groupLen < 0) return qorStsSizeErr;
     for (int b = 0; b < numBands; ++b) {
-        const int start = groupLen * pBandOffset[b], end = groupLen * pBandOffset[b + 1];
-        ownsReqCore_AAC_16s32s_Sf(pSrc + start, pDst + start, end - start,
+        const Qor64s start = Qor64s(groupLen) * pBandOffset[b];
+        const Qor64s end = Qor64s(groupLen) * pBandOffset[b + 1];
+        ownsReqCore_AAC_16s32s_Sf(pSrc + start, pDst + start, int(end - start),
                                   Qor64s(pScaleFactor[b]) - offset - Qor64s(4) * scaleFactor);
     }
     return qorStsNoErr;

@@ -1,5 +1,6 @@
 #include "aac/aachuff.h"
 
+#include <algorithm>
 #include <array>
 #include <vector>
 
@@ -78,6 +79,8 @@ TEST(PackedTrees, SpectrumLeavesHoldTheTuple) {
 
 // --- coefficients -----------------------------------------------------------------------------
 
+constexpr Qor32s kUntouched = 0x55555555;
+
 struct Decoded {
     QorStatus status;
     std::vector<Qor32s> values;
@@ -88,6 +91,7 @@ struct Decoded {
 Decoded decodeSection(const BitWriter& writer, int start, int codeBook, std::size_t len) {
     Guarded<Qor8u> stream{std::span<const Qor8u>(writer.bytes(3))};
     Guarded<Qor32s> values(len);
+    std::fill_n(values.data(), len, kUntouched);
     Qor8u* p = stream.data();
     Qor32s offset = start;
     const QorStatus status =
@@ -192,6 +196,7 @@ TEST(Escapes, EightOnesAreTheLongest) {
         const Decoded refused = decodeSection(writer, 5, 11, 4);
         EXPECT_EQ(refused.status, qorStsAacQuantMaxErr);
         EXPECT_EQ(refused.bits, 5u);  // the cursor stays at the start of the section
+        EXPECT_THAT(refused.values, testing::ElementsAre(0, 0, kUntouched, kUntouched));
     }
 }
 

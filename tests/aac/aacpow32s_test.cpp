@@ -301,6 +301,15 @@ TEST(AacPow43Scale, ChecksInOrderAndEmptyWork) {
     EXPECT_THAT(dst, Each(77));
 }
 
+TEST(AacPow43Scale, EmptyBandsMayLieAnywhere) {
+    const Qor16s src = 5, scaleFactor = 0;
+    Qor32s dst = 77;
+    const Qor32s offsets[] = {1 << 20, 1 << 20};
+    EXPECT_EQ(qorsPow43Scale_16s32s_Sf(&src, &dst, &scaleFactor, offsets, 0, 1, 1 << 12, 0),
+              qorStsNoErr);
+    EXPECT_EQ(dst, 77);
+}
+
 // --- qorsDeinterleaveSpectrum_AAC_32s ---------------------------------------------------------
 
 TEST(AacDeinterleave, PutsEveryLineInItsWindow) {
