@@ -1,11 +1,13 @@
 #include "audiosource.h"
 
+#include <iconv.h>
 #include <samplerate.h>
 #include <sndfile.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -16,6 +18,25 @@ constexpr std::size_t kBlock = 4096;  // samples per channel that are read at a 
 std::int16_t toSixteenBits(float sample) {
     return static_cast<std::int16_t>(
         std::lrint(std::clamp(sample * 32768.0f, -32768.0f, 32767.0f)));
+}
+
+// `text` in UTF-8; nothing when it is not text in `encoding`.
+std::optional<std::string> convert(std::string text, const char* encoding) {
+    const iconv_t converter = iconv_open("UTF-8", encoding);
+    std::string converted(2 * text.size(), '\0');
+    char* from = text.data();
+    char* to = converted.data();
+    std::size_t left = text.size(), room = converted.size();
+    const bool done = iconv(converter, &from, &left, &to, &room) != static_cast<std::size_t>(-1);
+    iconv_close(converter);
+    converted.resize(converted.size() - room);
+    return done ? std::optional(converted) : std::nullopt;
+}
+
+// Files do not tell the encoding of their text fields. What is not UTF-8 is taken for Latin-1.
+std::string toUtf8(const std::string& text) {
+    if (const auto same = convert(text, "UTF-8")) return *same;
+    return convert(text, "ISO-8859-1").value_or("");
 }
 
 }  // namespace
@@ -123,7 +144,7 @@ std::vector<std::pair<std::string, std::string>> AudioSource::textFields() const
     std::vector<std::pair<std::string, std::string>> fields;
     for (const auto& [field, frame] : kFields) {
         const char* const text = sf_get_string(reader_->file, field);
-        if (text != nullptr && *text != '\0') fields.emplace_back(frame, text);
+        if (text != nullptr && *text != '\0') fields.emplace_back(frame, toUtf8(text));
     }
     return fields;
 }

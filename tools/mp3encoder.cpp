@@ -49,6 +49,8 @@ Mp3Encoder::Mp3Encoder(const Mp3EncoderSettings& settings)
 }
 
 void Mp3Encoder::encode(std::span<const std::int16_t> pcm, std::vector<std::uint8_t>& stream) {
+    if (pcm.size() != static_cast<std::size_t>(kFrameSamples * channels_))
+        throw std::invalid_argument("a frame has 1152 samples of each channel");
     const auto history = static_cast<std::ptrdiff_t>(kHistory * channels_);
     std::copy(pcm_.end() - history, pcm_.end(), pcm_.begin());
     std::copy(pcm.begin(), pcm.end(), pcm_.begin() + history);

@@ -46,6 +46,7 @@ class Mp3Encoder {
     explicit Mp3Encoder(const Mp3EncoderSettings& settings);
 
     // Encodes 1152 samples per channel, interleaved, and appends the frames that are complete.
+    // Throws std::invalid_argument for any other number.
     void encode(std::span<const std::int16_t> pcm, std::vector<std::uint8_t>& stream);
     // Appends the frames that still wait, filled up with zeros.
     void flush(std::vector<std::uint8_t>& stream);

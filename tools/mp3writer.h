@@ -24,7 +24,8 @@ class Mp3Writer {
     Mp3Writer(const std::string& path, const QorMP3FrameHeader& header);
 
     // Call in this order, all but write() at most once. A stream whose length is not known when it
-    // begins, and that cannot be rewritten, has no Info frame.
+    // begins, and that cannot be rewritten, has no Info frame. On a pipe the checksum of the music,
+    // which is known at the end only, is 0.
     void writeTag(const std::vector<std::pair<std::string, std::string>>& textFields);
     void writeInfo(const Mp3StreamLength& expected);
     void write(std::span<const std::uint8_t> frames);

@@ -66,7 +66,6 @@ constexpr PairTables kPairTables[6] = {
     {{5, 6, 0}, 4, kLengths5.data()},     {{7, 8, 9}, 6, kLengths7.data()},
     {{10, 11, 12}, 8, kLengths10.data()}, {{13, 15, 0}, 16, kLengths13.data()},
 };
-constexpr PairTables kEscapeTables = {{16, 24, 0}, 16, kLengths16.data()};
 
 // The lowest tables that hold values up to `largest`, from 1 to 14.
 const PairTables& tablesFor(Qor32s largest) {
@@ -74,6 +73,12 @@ const PairTables& tablesFor(Qor32s largest) {
     while (tables->xlen <= largest) ++tables;
     return *tables;
 }
+
+// Bits of a run of pairs with each of the tables; for the escape tables with the codes of 16 and of
+// 24, escape bits not counted, and the number of escapes.
+struct PairBits {
+    Qor32s field[3];
+};
 
 PairBits fieldsOf(Qor64u sum) {
     constexpr Qor64u kMask = (1 << kFieldBits) - 1;
@@ -162,10 +167,16 @@ void ownsSubdivideBigVals_MP3(QorMP3SideInfo* pSide, const Qor16s* pSfb) {
     pSide->region1_count = region1;
 }
 
-PairBits ownsGetNumberOfSpectralBits_MP3(const Qor32s* pIx, int len, int table) {
-    if (table == 0) return {};
-    if (table >= kEscapeTables.table[0]) return countEscapePairs(pIx, len);
-    return countPairs(pIx, len, tablesFor(pHf_table[table].xlen - 1));
+int ownsGetNumberOfSpectralBits_MP3(const Qor32s* pIx, int len, int table) {
+    if (table == 0) return 0;
+    const auto& [xlen, linbits, linmax, pCode] = pHf_table[table];
+    int bits = 0;
+    for (int i = 0; i < len; i += 2) {
+        const Qor32s x = std::min(pIx[i], kEscape), y = std::min(pIx[i + 1], kEscape);
+        bits += pCode[xlen * x + y].length + (x != 0) + (y != 0);
+        if (linbits != 0) bits += ((x == kEscape) + (y == kEscape)) * linbits;
+    }
+    return bits;
 }
 
 int ownsChooseHuffmanTableBest_MP3(const Qor32s* pIx, int len, int* pBits) {

@@ -25,15 +25,11 @@ void ownsSubdivideBigVals_MP3(QorMP3SideInfo* pSide, const Qor16s* pSfb);
 // Returns the bits of the three regions.
 int ownsChooseHuffmanTablePair_MP3(const Qor32s* pIx, QorMP3SideInfo* pSide,
                                    SpectrumRegions* pGranule, const Qor16s* pSfb);
-// Table with the fewest bits for a run of pairs, and its bits in *pBits.
+// Table with the fewest bits for a run of pairs, and its bits in *pBits. It counts the pairs once
+// for all tables of an alphabet.
 int ownsChooseHuffmanTableBest_MP3(const Qor32s* pIx, int len, int* pBits);
-// Bits of a run of pairs with `table` and, in the order of their numbers, with the tables that have
-// the same alphabet: 3 fields. For tables from 16 on: bits with the codes of 16 and of 24, escape
-// bits not counted, and the number of escapes.
-struct PairBits {
-    Qor32s field[3];
-};
-PairBits ownsGetNumberOfSpectralBits_MP3(const Qor32s* pIx, int len, int table);
+// Bits of a run of pairs with one table: codes, signs and escape bits.
+int ownsGetNumberOfSpectralBits_MP3(const Qor32s* pIx, int len, int table);
 int ownsCount1BitCount_MP3(const Qor32s* pIx, int len, Qor32s* pSelect);
 
 // Huffman bits of a granule. Sets big_values, the region counts, table_select and

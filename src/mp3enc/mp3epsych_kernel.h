@@ -174,7 +174,7 @@ static void multiplyQ31(const Qor64s* pEnergy, const Qor32s* pFactor, int count,
 // --- partitions -------------------------------------------------------------------------------
 
 // Factor from spread energy to threshold, Q32, of an unpredictability (Q31): the power 1.18813
-// between two limits.
+// between two limits, by the steps of ownsPow118813_Audio_32s on several values at once.
 static QORAC_INLINE Wide maskingFactor(const Wide& cb) {
     const Wide inside = minWide(maxWide(cb, Wide{} + kToneMeasure), Wide{} + kNoiseMeasure);
     const Normal v = normalise(inside);

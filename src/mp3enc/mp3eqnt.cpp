@@ -11,6 +11,7 @@
 
 #include "frame/constmath.h"
 #include "frame/fixed.h"
+#include "frame/pow43.h"
 #include "frame/status.h"
 #include "mp3enc/mp3emath.h"
 
@@ -68,32 +69,6 @@ constexpr Qor32s _PowerBQ31_MP3[12] = {825280880, 647125731, 544543270, 51664927
 constexpr Qor32s _PowerCQ40_MP3[12] = {1131424675, 348665810, 147092856, 141725722,
                                        59579710,   10978530,  4613194,   1938995,
                                        815290,     342796,    144130,    50463};
-
-// Row r, entry k: k^(4/3) * 2^(-r/4), Q28 below k = 4 and Q25 from there on.
-constexpr auto _pReq16x4_Audio = []() consteval {
-    std::array<std::array<Qor32s, 16>, 4> table{};
-    for (int r = 0; r < 4; ++r)
-        for (int k = 0; k < 16; ++k)
-            table[r][k] = Qor32s(constmath::round(constmath::scale2(
-                constmath::pow43(k) * constmath::exp2Quarter(-r), k < 4 ? 28 : 25)));
-    return table;
-}
-();
-
-// k^(4/3) for k from 16 to 128: Q23 below 64, Q21 from there on.
-constexpr auto _pSqrt43_Audio = constmath::makeTable<Qor32s, 113>([](int i) consteval {
-    return constmath::round(constmath::scale2(constmath::pow43(i + 16), i + 16 < 64 ? 23 : 21));
-});
-
-// 2^(-r/4) in Q31.
-constexpr Qor32s _pSqrt14_32s_Audio[4] = {2147483647, 1805811301, 1518500250, 1276901417};
-
-// The 4/3 power of a mantissa in 1/2 to 1, and of the powers of two that were taken out.
-constexpr Qor32s _pPolyCoeff43_Audio[8] = {-457633446, 1445956062, -2036421417, 1707815404,
-                                           -991941369, 535739478,  127541088,   -1613111};
-constexpr Qor32s _pXt43_Audio[7] = {1704458900, 2147483647, 1352829926, 1704458900,
-                                    2147483647, 1352829926, 1704458900};
-constexpr Qor32s _pXtExp_Audio[7] = {20, 19, 17, 16, 15, 13, 12};
 
 bool isShortBlock(const QorMP3SideInfo& side) { return side.block_type == 2; }
 
@@ -478,26 +453,14 @@ void ownsReqCore_MP3_32s(const Qor32s* pIx, Qor32s* pDst, int len, int e) {
         const Qor32u k = magnitude(pIx[i]);
         Qor32s value;
         if (k < 4) {
-            value = _pReq16x4_Audio[r][k] >> (std::min(a + 2, 31) & 31);
+            value = _pReq16x4_Audio.row[r][k] >> (std::min(a + 2, 31) & 31);
         } else if (k < 16) {
-            value = _pReq16x4_Audio[r][k] >> (std::min(a - 1, 31) & 31);
+            value = _pReq16x4_Audio.row[r][k] >> (std::min(a - 1, 31) & 31);
         } else {
             if (k > 8206) return;
-            Qor32s t;
-            int n;
-            if (k <= 128) {
-                t = _pSqrt43_Audio[k - 16];
-                n = k < 64 ? 4 : 6;
-            } else {
-                const int shift = 31 - bitLength(k << 17);
-                const Qor32s u = Qor32s(k << 17 << shift);
-                Qor32s p = _pPolyCoeff43_Audio[0];
-                for (int c = 1; c < 8; ++c) p = wrapAdd(mulHigh(p, u), _pPolyCoeff43_Audio[c]);
-                t = wrapShl(mulHigh(wrapShl(p, 4), _pXt43_Audio[6 - shift]), 1);
-                n = 27 - _pXtExp_Audio[6 - shift];
-            }
-            t = mulHigh(t, _pSqrt14_32s_Audio[r]);
-            const int m = a - n;
+            const Power43 power = pow43(k);
+            const Qor32s t = mulHigh(power.mantissa, _pSqrt14_32s_Audio[r]);
+            const int m = a - power.exponent;
             if (m >= 0)
                 value = t >> std::min(m, 31);
             else

@@ -159,6 +159,12 @@ TEST(Mp3Encoder, SettingsThatTheStandardDoesNotHave) {
     EXPECT_THROW(Mp3Encoder({.channels = 3}), std::invalid_argument);
     EXPECT_THROW(Mp3Encoder({.bitRate = 144}), std::invalid_argument);
     EXPECT_THROW(Mp3Encoder({.bitRate = 0}), std::invalid_argument);
+
+    Mp3Encoder encoder({.channels = 2});
+    std::vector<std::uint8_t> stream;
+    for (const std::size_t samples : {0, 1152, 2303, 2305})
+        EXPECT_THROW(encoder.encode(std::vector<std::int16_t>(samples), stream),
+                     std::invalid_argument);
 }
 
 }  // namespace

@@ -312,6 +312,7 @@ class Qorenc(unittest.TestCase):
         self.assertEqual(tagged[:4], b"ID3\4")
         self.assertIn(b"TPE1", tagged[:200])
         self.assertIn(b"Somebody", tagged[:200])
+        self.assertIn("\3Titel ä".encode(), tagged[:200])
         self.check_stream(128, 44100, 1, 5000)
         self.check_decoders(44100, 1, 5000)
 
