@@ -43,4 +43,55 @@ QORAC_INLINE void ownsByteAlign_AAC(Qor8u** ppBitStream, Qor32s* pOffset) {
 // byte behind it is read and stored back unchanged: it must be addressable.
 void ownSetBits(Qor8u** ppBitStream, Qor32s* pOffset, Qor32u value, int nBits);
 
+// Appends many fields as ownSetBits does, but holds up to a word of them back until store().
+class BitAppender {
+  public:
+    QORAC_INLINE BitAppender(Qor8u** ppBitStream, Qor32s* pOffset)
+        : ppBitStream_(ppBitStream), pOffset_(pOffset), inFirstByte_(*pOffset != 0) {
+        load();
+    }
+
+    // `value` must not have bits above nBits.
+    QORAC_INLINE void put(Qor32u value, int nBits) {
+        if (__builtin_expect(inFirstByte_, 0)) return putInFirstByte(value, nBits);
+        bits_ = bits_ << nBits | value;
+        count_ += nBits;
+        if (count_ < 32) return;
+        count_ -= 32;
+        const Qor32u word = __builtin_bswap32(Qor32u(bits_ >> count_));
+        __builtin_memcpy(p_, &word, sizeof word);
+        p_ += sizeof word;
+    }
+
+    QORAC_INLINE void store() {
+        if (inFirstByte_) return;
+        for (; count_ >= 8; count_ -= 8) *p_++ = Qor8u(bits_ >> (count_ - 8));
+        if (count_ != 0) *p_ = Qor8u(bits_ << (8 - count_));
+        *ppBitStream_ = p_;
+        *pOffset_ = count_;
+    }
+
+  private:
+    // A byte that holds bits already takes what lies below them with an OR.
+    void putInFirstByte(Qor32u value, int nBits) {
+        ownSetBits(ppBitStream_, pOffset_, value, nBits);
+        if (*ppBitStream_ == p_) return;
+        inFirstByte_ = false;
+        load();
+    }
+
+    QORAC_INLINE void load() {
+        p_ = *ppBitStream_;
+        count_ = *pOffset_;
+        bits_ = count_ == 0 ? 0 : *p_ >> (8 - count_);
+    }
+
+    Qor8u** ppBitStream_;
+    Qor32s* pOffset_;
+    bool inFirstByte_;
+    Qor8u* p_;
+    Qor64u bits_;  // the low count_ ones are still to be written
+    int count_;
+};
+
 }  // namespace qorac

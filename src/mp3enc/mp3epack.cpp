@@ -144,6 +144,7 @@ int ownHuffmanEncodePairs_MP3(const Qor32s* pSrc, int len, Qor8u** ppBitStream, 
                               int table) {
     if (table == 0 || len < 1) return 0;
     const HuffmanTable& huffman = pHf_table[table];
+    BitAppender out(ppBitStream, pOffset);
     int written = 0;
     for (int i = 0; i < len; i += 2) {
         const Qor32u ax = magnitude(pSrc[i]), ay = magnitude(pSrc[i + 1]);
@@ -154,13 +155,13 @@ int ownHuffmanEncodePairs_MP3(const Qor32s* pSrc, int len, Qor8u** ppBitStream, 
             int n = symbol.length;
             if (ax != 0) bits = bits << 1 | sx, ++n;
             if (ay != 0) bits = bits << 1 | sy, ++n;
-            ownSetBits(ppBitStream, pOffset, bits, n);
+            out.put(bits, n);
             written += n;
             continue;
         }
         const Qor32u m = std::min<Qor32u>(ax, kEscape), k = std::min<Qor32u>(ay, kEscape);
         const HuffmanCode& symbol = huffman.pCode[huffman.xlen * m + k];
-        ownSetBits(ppBitStream, pOffset, symbol.code, symbol.length);
+        out.put(symbol.code, symbol.length);
         const Qor32u escapeMask = Qor32u(huffman.linmax) - 1;
         Qor32u tail = 0;
         int n = 0;
@@ -172,15 +173,17 @@ int ownHuffmanEncodePairs_MP3(const Qor32s* pSrc, int len, Qor8u** ppBitStream, 
         if (m != 0) append(sx, 1);
         if (k == kEscape) append((ay - kEscape) & escapeMask, huffman.linbits);
         if (k != 0) append(sy, 1);
-        ownSetBits(ppBitStream, pOffset, tail, n);
+        out.put(tail, n);
         written += symbol.length + n;
     }
+    out.store();
     return written;
 }
 
 int ownHuffmanEncodeQuads_MP3(const Qor32s* pSrc, int len, Qor8u** ppBitStream, Qor32s* pOffset,
                               int select) {
     const HuffmanTable& huffman = pHf_table[32 + select];
+    BitAppender out(ppBitStream, pOffset);
     int written = 0;
     for (int i = 0; i < len; i += 4) {
         Qor32u symbol = 0, signs = 0;
@@ -193,9 +196,10 @@ int ownHuffmanEncodeQuads_MP3(const Qor32s* pSrc, int len, Qor8u** ppBitStream, 
             ++count;
         }
         const int n = huffman.pCode[symbol].length + count;
-        ownSetBits(ppBitStream, pOffset, Qor32u(huffman.pCode[symbol].code) << count | signs, n);
+        out.put(Qor32u(huffman.pCode[symbol].code) << count | signs, n);
         written += n;
     }
+    out.store();
     return written;
 }
 

@@ -447,15 +447,31 @@ bool ownsQuantize_32s_MP3(const ScaledLines& lines, Qor32s* pIx, const QorMP3Sid
     return fits;
 }
 
+namespace {
+
+// Lines whose magnitudes are below 16, by a table of the results.
+QORAC_CLONES void requantizeSmall(const Qor32s* pIx, Qor32s* pDst, int len, const Qor32s* pValue) {
+    for (int i = 0; i < len; ++i) {
+        const Qor32s value = pValue[magnitude(pIx[i])];
+        pDst[i] = pIx[i] < 0 ? -value : value;
+    }
+}
+
+}  // namespace
+
 void ownsReqCore_MP3_32s(const Qor32s* pIx, Qor32s* pDst, int len, int e) {
     const int a = e >> 2, r = e & 3;
+    const int shift28 = std::min(a + 2, 31) & 31, shift25 = std::min(a - 1, 31) & 31;
+    Qor32s small[16];
+    for (int k = 0; k < 16; ++k)
+        small[k] = _pReq16x4_Audio.row[r][k] >> (k < 4 ? shift28 : shift25);
+    if (std::all_of(pIx, pIx + len, [](Qor32s ix) { return magnitude(ix) < 16; }))
+        return requantizeSmall(pIx, pDst, len, small);
     for (int i = 0; i < len; ++i) {
         const Qor32u k = magnitude(pIx[i]);
         Qor32s value;
-        if (k < 4) {
-            value = _pReq16x4_Audio.row[r][k] >> (std::min(a + 2, 31) & 31);
-        } else if (k < 16) {
-            value = _pReq16x4_Audio.row[r][k] >> (std::min(a - 1, 31) & 31);
+        if (k < 16) {
+            value = small[k];
         } else {
             if (k > 8206) return;
             const Power43 power = pow43(k);

@@ -123,6 +123,37 @@ TEST(SetBits, StaleBitsBelowTheCursor) {
     EXPECT_EQ(offset, 2);
 }
 
+TEST(BitAppender, WritesWhatSetBitsWrites) {
+    Random random(7);
+    for (int run = 0; run < 2000; ++run) {
+        const Qor32s start = Qor32s(random.integer(0, 7));
+        std::vector<std::pair<Qor32u, int>> fields(std::size_t(random.integer(0, 12)));
+        int total = start;
+        for (auto& [value, nBits] : fields) {
+            nBits = int(random.integer(0, random.chance(0.5) ? 3 : 31));
+            value = Qor32u(random.integer(0, 0x7FFFFFFF)) & ((1u << nBits) - 1);
+            total += nBits;
+        }
+        std::vector<Qor8u> stale(std::size_t(total) / 8 + 1);
+        for (Qor8u& byte : stale) byte = Qor8u(random.integer(0, 255));
+
+        std::vector<Qor8u> plain = stale;
+        Qor8u* pPlain = plain.data();
+        Qor32s plainOffset = start;
+        for (const auto& [value, nBits] : fields) ownSetBits(&pPlain, &plainOffset, value, nBits);
+
+        Guarded<Qor8u> stream{std::span<const Qor8u>(stale)};
+        Qor8u* p = stream.data();
+        Qor32s offset = start;
+        BitAppender out(&p, &offset);
+        for (const auto& [value, nBits] : fields) out.put(value, nBits);
+        out.store();
+        ASSERT_EQ(stream.copy(), plain);
+        ASSERT_EQ(p - stream.data(), pPlain - plain.data());
+        ASSERT_EQ(offset, plainOffset);
+    }
+}
+
 TEST(SetBits, FieldsReadBackOverAnyFormerContent) {
     Random random(2);
     for (int run = 0; run < 200; ++run) {
