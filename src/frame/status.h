@@ -52,4 +52,6 @@ inline T* alignUp(T* p) {
                                 ~std::uintptr_t(alignment - 1));
 }
 
+constexpr Qor32s roundUp32(Qor32s size) { return (size + 31) & ~31; }
+
 }  // namespace qorac

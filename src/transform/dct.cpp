@@ -106,7 +106,7 @@ QorStatus initTabDct_ChirpFFT(Qor32fc* pTab, const Qor32fc* pChirp, Qor32s len,
     qorsConj_32fc(pChirp, pTab, len);
     for (Qor32s n = 1; n < len; ++n) pTab[fftLen - n] = pTab[n];
     const QorStatus status = qorsFFTFwd_CToC_32fc(pTab, pTab, pFFTSpec, pBuffer);
-    qorsMulC_32f_I(&pTab->re, 2 * fftLen, 1.0f / Qor32f(fftLen));
+    qorsMulC_32f_I(reinterpret_cast<Qor32f*>(pTab), 2 * fftLen, 1.0f / Qor32f(fftLen));
     return status;
 }
 
@@ -473,11 +473,11 @@ QorStatus getSizes(Qor32s len, Sizes* pSizes) {
             *pSizes = {152, 0, 0};
             return qorStsNoErr;
         case Method::pow2:
-            tables = (4 * len + 31) & ~31;
+            tables = roundUp32(4 * len);
             work = 4 * len;
             break;
         case Method::direct:
-            tables = (16 * len + 31) & ~31;
+            tables = roundUp32(16 * len);
             work = 4 * len;
             break;
         case Method::fft:

@@ -148,12 +148,12 @@ void qors_ibMpyBySqrt2_32s(Qor32s* x, int len) {
 void transformIntegers(const Qor16sc* pSrc, Qor16sc* pDst, const QorsFFTSpec_C_16sc* pSpec,
                        Qor32s scaleFactor, Qor8u* work) {
     const int order = pSpec->order, components = 2 << order, fractionBits = 15 - order;
-    auto* const x = reinterpret_cast<Qor32sc*>(work);
-    qors_cnvrt_16s32s(&pSrc->re, &x->re, components, fractionBits);
-    qors_jFft_Core_16s(x, order);
-    if (pSpec->oddSqrt) qors_ibMpyBySqrt2_32s(&x->re, components);
+    auto* const x = reinterpret_cast<Qor32s*>(work);
+    qors_cnvrt_16s32s(reinterpret_cast<const Qor16s*>(pSrc), x, components, fractionBits);
+    qors_jFft_Core_16s(reinterpret_cast<Qor32sc*>(x), order);
+    if (pSpec->oddSqrt) qors_ibMpyBySqrt2_32s(x, components);
     if (order >= 2) qors_BitRev1_8(x, order, pSpec->pBitRev);
-    qors_cnvrt_32s16s(&x->re, &pDst->re, components,
+    qors_cnvrt_32s16s(x, reinterpret_cast<Qor16s*>(pDst), components,
                       Qor64s(scaleFactor) + pSpec->fwdShift + fractionBits);
 }
 
@@ -162,12 +162,14 @@ void transformIntegers(const Qor16sc* pSrc, Qor16sc* pDst, const QorsFFTSpec_C_1
 QorStatus transformFloats(const Qor16sc* pSrc, Qor16sc* pDst, const QorsFFTSpec_C_16sc* pSpec,
                           Qor32s scaleFactor, Qor8u* work) {
     const int components = 2 << pSpec->order;
-    auto* const x = reinterpret_cast<Qor32fc*>(work);
-    qorsConvert_16s32f(&pSrc->re, &x->re, components);
+    auto* const x = reinterpret_cast<Qor32f*>(work);
+    auto* const z = reinterpret_cast<Qor32fc*>(work);
+    qorsConvert_16s32f(reinterpret_cast<const Qor16s*>(pSrc), x, components);
     const QorStatus status =
-        qorsFFTFwd_CToC_32fc(x, x, pSpec->pFloatSpec, work + wideBytes(pSpec->order));
+        qorsFFTFwd_CToC_32fc(z, z, pSpec->pFloatSpec, work + wideBytes(pSpec->order));
     if (status != qorStsNoErr) return status;
-    return qorsConvert_32f16s_Sfs(&x->re, &pDst->re, components, kRoundToNearest, scaleFactor);
+    return qorsConvert_32f16s_Sfs(x, reinterpret_cast<Qor16s*>(pDst), components, kRoundToNearest,
+                                  scaleFactor);
 }
 
 }  // namespace
@@ -192,7 +194,7 @@ QorStatus qorsFFTGetSize_C_16sc(Qor32s order, Qor32s flag, Qor32s hint, Qor32s* 
         bufSize += wideBytes(order);
     } else {
         const Qor32s n = 1 << order;
-        specSize = ((8 * n + 31) & ~31) + ((n + 35) & ~31);
+        specSize = roundUp32(8 * n) + ((n + 35) & ~31);
         initSize = (n / 2 + 33) & ~31;
         bufSize = wideBytes(order);
     }
@@ -286,7 +288,7 @@ QorStatus qorsFFTFwd_CToC_16sc_Sfs(const Qor16sc* pSrc, Qor16sc* pDst,
     if (anyNull(pSrc, pDst)) return qorStsNullPtrErr;
     if (pSpec->order == 0) {
         const Qor32s x[2] = {pSrc->re, pSrc->im};
-        qors_cnvrt_32s16s(x, &pDst->re, 2, scaleFactor);
+        qors_cnvrt_32s16s(x, reinterpret_cast<Qor16s*>(pDst), 2, scaleFactor);
         return qorStsNoErr;
     }
     Qor8u* const work = pBuffer ? alignUp<32>(pBuffer) : qorsMalloc_8u(pSpec->workSize);

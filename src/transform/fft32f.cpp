@@ -25,8 +25,6 @@ constexpr Qor32s kHeaderSize = 168;        // a spec without tables, with its al
 constexpr Qor32s kTabledHeaderSize = 192;  // a spec's share beside its tables
 static_assert(sizeof(QorsFFTSpec_32f) + kAlignment <= kHeaderSize);
 
-constexpr Qor32s roundUp32(Qor32s size) { return (size + 31) & ~31; }
-
 // --- sizes --------------------------------------------------------------------------------------
 
 struct FftSizes {
@@ -194,53 +192,41 @@ Qor32f scaleOf(const QorsFFTSpec_32f& spec, Qor32s scaled) {
     return scaled ? spec.normFactor : 1.0f;
 }
 
-void forward(const QorsFFTSpec_32f& spec, Qor32s order, const Qor32fc* pSrc, Qor32fc* pDst,
-             Qor8u* pScratch) {
-    const Fft32fKernels& kernels = fft32fKernels();
-    const Qor32f scale = scaleOf(spec, spec.scaleFwd);
-    const FftCore core{order, spec.pBitRev, spec.pTwd, scale};
-    auto* work = reinterpret_cast<Qor32f*>(pScratch);
-    if (order <= kCodeletOrder) {
-        const auto& codelets =
-            spec.scaleFwd ? kernels.tbl_cFFTfwd_small_scale : kernels.tbl_cFFTfwd_small;
-        codelets[order](pSrc, pDst, scale);
-    } else if (order <= kFusedOrder) {
-        kernels.qors_cRadix4FwdNorm_32fc(core, pSrc, pDst, work);
-    } else if (order < kFftLargeOrder) {
-        if (pSrc == pDst) {
-            qors_BitRev1_C(pDst, order, spec.pBitRev);
-        } else {
-            qors_BitRev2_C(pSrc, pDst, order, spec.pBitRev);
-        }
-        kernels.qors_cRadix4Fwd_32fc(core, pDst, work, kInterleaved);
-    } else {
-        qors_cFftFwd_Large_32fc(&spec, pSrc, pDst, order, pScratch);
-    }
-}
+enum class Direction { kForward, kInverse };
 
-void inverse(const QorsFFTSpec_32f& spec, Qor32s order, const Qor32fc* pSrc, Qor32fc* pDst,
-             Qor8u* pScratch) {
+template <Direction direction>
+void transform(const QorsFFTSpec_32f& spec, Qor32s order, const Qor32fc* pSrc, Qor32fc* pDst,
+               Qor8u* pScratch) {
+    constexpr bool isForward = direction == Direction::kForward;
     const Fft32fKernels& kernels = fft32fKernels();
-    const Qor32f scale = scaleOf(spec, spec.scaleInv);
+    const Qor32s scaled = isForward ? spec.scaleFwd : spec.scaleInv;
+    const Qor32f scale = scaleOf(spec, scaled);
     const FftCore core{order, spec.pBitRev, spec.pTwd, scale};
     auto* work = reinterpret_cast<Qor32f*>(pScratch);
     if (order <= kCodeletOrder) {
-        const auto& codelets =
-            spec.scaleInv ? kernels.tbl_cFFTinv_small_scale : kernels.tbl_cFFTinv_small;
-        codelets[order](pSrc, pDst, scale);
+        const auto& plain = isForward ? kernels.tbl_cFFTfwd_small : kernels.tbl_cFFTinv_small;
+        const auto& scaling =
+            isForward ? kernels.tbl_cFFTfwd_small_scale : kernels.tbl_cFFTinv_small_scale;
+        (scaled ? scaling : plain)[order](pSrc, pDst, scale);
     } else if (order <= kFusedOrder) {
-        kernels.qors_cRadix4InvNorm_32fc(core, pSrc, pDst, work);
+        const auto fused =
+            isForward ? kernels.qors_cRadix4FwdNorm_32fc : kernels.qors_cRadix4InvNorm_32fc;
+        fused(core, pSrc, pDst, work);
     } else if (order < kFftLargeOrder) {
         if (pSrc == pDst) {
             qors_BitRev1_C(pDst, order, spec.pBitRev);
         } else {
             qors_BitRev2_C(pSrc, pDst, order, spec.pBitRev);
         }
-        kernels.qors_cRadix4Inv_32fc(core, pDst, work, kInterleaved);
+        const auto stages = isForward ? kernels.qors_cRadix4Fwd_32fc : kernels.qors_cRadix4Inv_32fc;
+        stages(core, pDst, work, kInterleaved);
     } else {
-        qors_cFftInv_Large_32fc(&spec, pSrc, pDst, order, pScratch);
+        const auto large = isForward ? qors_cFftFwd_Large_32fc : qors_cFftInv_Large_32fc;
+        large(&spec, pSrc, pDst, order, pScratch);
     }
 }
+constexpr auto forward = transform<Direction::kForward>;
+constexpr auto inverse = transform<Direction::kInverse>;
 
 void forwardSplit(const QorsFFTSpec_32f& spec, const Qor32f* pSrcRe, const Qor32f* pSrcIm,
                   Qor32f* pDstRe, Qor32f* pDstIm, Qor8u* pScratch) {

@@ -1,61 +1,13 @@
-// Vectors of floats for the float FFT at one instruction level: arithmetic by operators, shuffles
-// by name. Included by transform/fft32f_kernel.h only.
+// Vectors of floats for the float FFT at one instruction level: shuffles by name. Included by
+// transform/fft32f_kernel.h only.
+
+#include "transform/vectors.h"
 
 template <int lanes>
-using Vec [[gnu::vector_size(lanes * sizeof(float))]] = float;
-
-template <typename V>
-constexpr int kLanes = sizeof(V) / sizeof(float);
+using Vec = Lanes<float, lanes>;
 
 // Lanes of the widest vector of this level.
 constexpr int kMaxLanes = QORAC_LEVEL >= 4 ? 16 : QORAC_LEVEL >= 3 ? 8 : 4;
-
-template <typename V>
-QORAC_INLINE V load(const float* p) {
-    V v;
-    __builtin_memcpy(&v, p, sizeof v);
-    return v;
-}
-
-template <typename V>
-QORAC_INLINE void store(float* p, V v) {
-    __builtin_memcpy(p, &v, sizeof v);
-}
-
-// a * b + c and c - a * b, fused where the level has it.
-template <typename V>
-QORAC_INLINE V mulAdd(V a, V b, V c) {
-#if QORAC_LEVEL >= 4
-    if constexpr (kLanes<V> == 16) return V(_mm512_fmadd_ps(__m512(a), __m512(b), __m512(c)));
-#endif
-#if QORAC_LEVEL >= 3
-    if constexpr (kLanes<V> == 8) return V(_mm256_fmadd_ps(__m256(a), __m256(b), __m256(c)));
-    if constexpr (kLanes<V> == 4) return V(_mm_fmadd_ps(__m128(a), __m128(b), __m128(c)));
-#endif
-    return a * b + c;
-}
-
-template <typename V>
-QORAC_INLINE V mulSubFrom(V a, V b, V c) {
-#if QORAC_LEVEL >= 4
-    if constexpr (kLanes<V> == 16) return V(_mm512_fnmadd_ps(__m512(a), __m512(b), __m512(c)));
-#endif
-#if QORAC_LEVEL >= 3
-    if constexpr (kLanes<V> == 8) return V(_mm256_fnmadd_ps(__m256(a), __m256(b), __m256(c)));
-    if constexpr (kLanes<V> == 4) return V(_mm_fnmadd_ps(__m128(a), __m128(b), __m128(c)));
-#endif
-    return c - a * b;
-}
-
-// The vector whose lane i is element Pattern::at(i) of a followed by b.
-template <typename Pattern, typename V, std::size_t... lane>
-QORAC_INLINE V shuffle(V a, V b, std::index_sequence<lane...>) {
-    return __builtin_shufflevector(a, b, Pattern::at(static_cast<int>(lane))...);
-}
-template <typename Pattern, typename V>
-QORAC_INLINE V shuffle(V a, V b) {
-    return shuffle<Pattern>(a, b, std::make_index_sequence<kLanes<V>>());
-}
 
 // Within each quarter of four lanes, units of `unit` lanes of a and b in turn, from the lower or
 // the upper half of the quarter.

@@ -15,12 +15,6 @@
 namespace qorac {
 namespace {
 
-constexpr int reversed(int value, int bits) {
-    int result = 0;
-    for (int i = 0; i < bits; ++i) result |= ((value >> i) & 1) << (bits - 1 - i);
-    return result;
-}
-
 constexpr int log2Of(int n) { return n == 1 ? 0 : 1 + log2Of(n / 2); }
 
 // exp(-2 pi j k / 32).

@@ -8,12 +8,6 @@ namespace qorac {
 
 namespace {
 
-Qor32s reverseBits(Qor32s value, int bits) {
-    Qor32s reversed = 0;
-    for (int i = 0; i < bits; ++i) reversed |= ((value >> i) & 1) << (bits - 1 - i);
-    return reversed;
-}
-
 // Four factors of consecutive k, A then B, from k = 1 on.
 template <typename RuleA, typename RuleB>
 void recombinationTable(Qor32s order, Qor32f* pTab, RuleA a, RuleB b) {
@@ -63,7 +57,7 @@ void qors_initTabTwd_L1_32f(Qor32s order, const QuarterWave& wave, Qor32f* pTwd)
 void qors_initTabBitRevNorm(Qor32s order, Qor32s* pBitRev) {
     if (order < 2) return;
     const Qor32s quarter = 1 << (order - 2);
-    for (Qor32s i = 0; i < quarter; ++i) pBitRev[i] = 2 * reverseBits(i, order - 2);
+    for (Qor32s i = 0; i < quarter; ++i) pBitRev[i] = 2 * reversed(i, order - 2);
     pBitRev[quarter] = 0;
 }
 
@@ -72,7 +66,7 @@ void qors_initTabBitRev(Qor32s order, Qor32s* pBitRev) {
     const Qor32s quarter = 1 << (order - 2);
     Qor32s front = 0, back = quarter;
     for (Qor32s i = 1; i < quarter; ++i) {
-        const Qor32s r = reverseBits(i, order - 2);
+        const Qor32s r = reversed(i, order - 2);
         if (i < r) {
             pBitRev[front++] = 4 * i;
             pBitRev[front++] = 4 * r;

@@ -56,6 +56,8 @@ namespace qorac {
 
 QORAC_BIND(void, fft, (Qor32s * z, int order), (z, order))
 
-void ownsIMDCT_FFT_32sc_I(Qor32sc* pSrcDst, int order) { fft(&pSrcDst->re, order); }
+void ownsIMDCT_FFT_32sc_I(Qor32sc* pSrcDst, int order) {
+    fft(reinterpret_cast<Qor32s*>(pSrcDst), order);
+}
 
 }  // namespace qorac

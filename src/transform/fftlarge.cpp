@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "frame/status.h"
 #include "frame/vectorkernels.h"
 #include "transform/fft32fkernels.h"
 #include "transform/fftbitrev.h"
@@ -29,7 +30,6 @@ constexpr int kTileRowBits = kFftTileOrder / 2;
 constexpr Qor32s kTileRows = 1 << kTileRowBits;
 constexpr Qor32s kTileSize = 1 << kFftTileOrder;
 
-constexpr Qor32s roundUp32(Qor32s size) { return (size + 31) & ~31; }
 constexpr Qor32s complexBytes(Qor32s order) { return 8 << order; }
 
 // Stages on the tile: the remaining bits in threes, with radix 4 where twice two or once two are

@@ -7,7 +7,7 @@ using Ints = Lanes<Qor32s, lanes>;
 
 template <int lanes>
 static QORAC_INLINE Ints<lanes> loadWidened(const Qor16s* p) {
-    return __builtin_convertvector(loadLanes<Lanes<Qor16s, lanes>>(p), Ints<lanes>);
+    return __builtin_convertvector(load<Lanes<Qor16s, lanes>>(p), Ints<lanes>);
 }
 
 template <int lanes>
@@ -39,9 +39,9 @@ static QORAC_INLINE Ends<lanes> backOf(const Ints<lanes>& pairs,
 
 template <int lanes>
 static QORAC_INLINE Pairs<Ints<lanes>> loadValues(const Qor16sc* z, Qor32s q, Qor32s i) {
-    const auto values = joinEnds<lanes>(loadLanes<Ends<lanes>>(z + i),
-                                        loadLanes<Ends<lanes>>(z + q - lanes / 2 - i),
-                                        std::make_integer_sequence<int, lanes>());
+    const auto values =
+        joinEnds<lanes>(load<Ends<lanes>>(z + i), load<Ends<lanes>>(z + q - lanes / 2 - i),
+                        std::make_integer_sequence<int, lanes>());
     return {values << 16 >> 16, values >> 16};
 }
 template <int lanes>
@@ -49,8 +49,8 @@ static QORAC_INLINE void storeValues(Qor16sc* z, Qor32s q, Qor32s i, const Ints<
                                      const Ints<lanes>& im) {
     constexpr std::make_integer_sequence<int, lanes / 2> half;
     const Ints<lanes> values = (re & 0xFFFF) | (im << 16);
-    storeLanes(z + i, frontOf<lanes>(values, half));
-    storeLanes(z + q - lanes / 2 - i, backOf<lanes>(values, half));
+    store(z + i, frontOf<lanes>(values, half));
+    store(z + q - lanes / 2 - i, backOf<lanes>(values, half));
 }
 
 // --- rotations --------------------------------------------------------------------------------
@@ -80,9 +80,8 @@ static QORAC_INLINE void forwardPost(const Qor16sc* z, Qor32s* y, const Qor16s* 
         const auto [a, b] = loadValues<lanes>(z, q, i);
         const Ints<lanes> turned = oddNegated(b);
         const auto w = loadTwiddles<lanes>(pTwiddle, q, i);
-        storeLanes(y + 2 * i, Ints<lanes>(w.cosSin * a + w.sinCos * turned));
-        storeLanes(y + 2 * q - lanes - 2 * i,
-                   reversed(Ints<lanes>(w.sinCos * a - w.cosSin * turned)));
+        store(y + 2 * i, Ints<lanes>(w.cosSin * a + w.sinCos * turned));
+        store(y + 2 * q - lanes - 2 * i, reversed(Ints<lanes>(w.sinCos * a - w.cosSin * turned)));
     }
 }
 

@@ -6,30 +6,6 @@
 template <int lanes>
 using Reals = Lanes<Qor32f, lanes>;
 
-// a * b + c and c - a * b, fused where the level has it.
-template <int lanes>
-static QORAC_INLINE Reals<lanes> mulAdd(const Reals<lanes>& a, const Reals<lanes>& b,
-                                        const Reals<lanes>& c) {
-#if QORAC_LEVEL >= 4
-    if constexpr (lanes == 16) return Reals<16>(_mm512_fmadd_ps(__m512(a), __m512(b), __m512(c)));
-#endif
-#if QORAC_LEVEL >= 3
-    if constexpr (lanes == 8) return Reals<8>(_mm256_fmadd_ps(__m256(a), __m256(b), __m256(c)));
-#endif
-    return a * b + c;
-}
-template <int lanes>
-static QORAC_INLINE Reals<lanes> mulSubFrom(const Reals<lanes>& a, const Reals<lanes>& b,
-                                            const Reals<lanes>& c) {
-#if QORAC_LEVEL >= 4
-    if constexpr (lanes == 16) return Reals<16>(_mm512_fnmadd_ps(__m512(a), __m512(b), __m512(c)));
-#endif
-#if QORAC_LEVEL >= 3
-    if constexpr (lanes == 8) return Reals<8>(_mm256_fnmadd_ps(__m256(a), __m256(b), __m256(c)));
-#endif
-    return c - a * b;
-}
-
 // --- complex values from both ends of an array ------------------------------------------------
 
 template <int lanes>
@@ -51,22 +27,21 @@ struct ImaginaryParts {
 
 template <int lanes>
 static QORAC_INLINE Pairs<Reals<lanes>> loadValues(const Qor32fc* z, Qor32s q, Qor32s i) {
-    const auto front = loadLanes<Reals<lanes>>(z + i);
-    const auto back = loadLanes<Reals<lanes>>(z + q - lanes / 2 - i);
-    return {shuffleLanes<RealParts>(front, back), shuffleLanes<ImaginaryParts>(front, back)};
+    const auto front = load<Reals<lanes>>(z + i);
+    const auto back = load<Reals<lanes>>(z + q - lanes / 2 - i);
+    return {shuffle<RealParts<lanes>>(front, back), shuffle<ImaginaryParts<lanes>>(front, back)};
 }
 template <int lanes>
 static QORAC_INLINE void storeValues(Qor32fc* z, Qor32s q, Qor32s i, const Reals<lanes>& re,
                                      const Reals<lanes>& im) {
-    storeLanes(z + i, shuffleLanes<PartsOfFront>(re, im));
-    storeLanes(z + q - lanes / 2 - i, shuffleLanes<PartsOfBack>(re, im));
+    store(z + i, shuffle<PartsOfFront<lanes>>(re, im));
+    store(z + q - lanes / 2 - i, shuffle<PartsOfBack<lanes>>(re, im));
 }
 
 template <int lanes>
 static QORAC_INLINE Twiddles<Reals<lanes>> loadTwiddles(const Qor32f* pTwiddle, Qor32s q,
                                                         Qor32s i) {
-    return {loadLanes<Reals<lanes>>(pTwiddle + 2 * i),
-            loadLanes<Reals<lanes>>(pTwiddle + q + 2 * i)};
+    return {load<Reals<lanes>>(pTwiddle + 2 * i), load<Reals<lanes>>(pTwiddle + q + 2 * i)};
 }
 
 // --- rotations --------------------------------------------------------------------------------
@@ -76,8 +51,8 @@ template <int lanes>
 static QORAC_INLINE void rotateIn(Qor32fc* z, Qor32s q, Qor32s i, const Pairs<Reals<lanes>>& uv,
                                   const Qor32f* pTwiddle) {
     const auto w = loadTwiddles<lanes>(pTwiddle, q, i);
-    storeValues<lanes>(z, q, i, mulAdd<lanes>(w.cosSin, uv.a, w.sinCos * uv.b),
-                       oddNegated(mulSubFrom<lanes>(w.sinCos, uv.a, w.cosSin * uv.b)));
+    storeValues<lanes>(z, q, i, mulAdd(w.cosSin, uv.a, w.sinCos * uv.b),
+                       oddNegated(mulSubFrom(w.sinCos, uv.a, w.cosSin * uv.b)));
 }
 
 // Of the values (a + jb) exp(-j t) the real part of i beside the negative imaginary part of i', and
@@ -88,19 +63,18 @@ static QORAC_INLINE Pairs<Reals<lanes>> rotateOut(const Qor32fc* z, Qor32s q, Qo
     const auto w = loadTwiddles<lanes>(pTwiddle, q, i);
     const auto [a, b] = loadValues<lanes>(z, q, i);
     const Reals<lanes> turned = oddNegated(b);
-    return {mulAdd<lanes>(w.cosSin, a, w.sinCos * turned),
-            mulSubFrom<lanes>(w.cosSin, turned, w.sinCos * a)};
+    return {mulAdd(w.cosSin, a, w.sinCos * turned), mulSubFrom(w.cosSin, turned, w.sinCos * a)};
 }
 
 template <int lanes>
 static QORAC_INLINE void forwardPre(const Qor32f* x, Qor32fc* z, const Qor32f* pTwiddle, Qor32s q) {
     for (Qor32s i = 0; i < q / 2; i += lanes / 2)
-        rotateIn<lanes>(z, q, i,
-                        fold(loadLanes<Reals<lanes>>(x + 3 * q - lanes - 2 * i),
-                             loadLanes<Reals<lanes>>(x + 3 * q + 2 * i),
-                             loadLanes<Reals<lanes>>(x + q - lanes - 2 * i),
-                             loadLanes<Reals<lanes>>(x + q + 2 * i)),
-                        pTwiddle);
+        rotateIn<lanes>(
+            z, q, i,
+            fold(load<Reals<lanes>>(x + 3 * q - lanes - 2 * i),
+                 load<Reals<lanes>>(x + 3 * q + 2 * i), load<Reals<lanes>>(x + q - lanes - 2 * i),
+                 load<Reals<lanes>>(x + q + 2 * i)),
+            pTwiddle);
 }
 
 template <int lanes>
@@ -108,8 +82,8 @@ static QORAC_INLINE void forwardPost(const Qor32fc* z, Qor32f* pDst, const Qor32
                                      Qor32s q) {
     for (Qor32s i = 0; i < q / 2; i += lanes / 2) {
         const auto out = rotateOut<lanes>(z, q, i, pTwiddle);
-        storeLanes(pDst + 2 * i, out.a);
-        storeLanes(pDst + 2 * q - lanes - 2 * i, reversed(out.b));
+        store(pDst + 2 * i, out.a);
+        store(pDst + 2 * q - lanes - 2 * i, reversed(out.b));
     }
 }
 
@@ -117,8 +91,8 @@ template <int lanes>
 static QORAC_INLINE void inversePre(const Qor32f* pSrc, Qor32fc* z, const Qor32f* pTwiddle,
                                     Qor32s q) {
     for (Qor32s i = 0; i < q / 2; i += lanes / 2) {
-        const auto front = loadLanes<Reals<lanes>>(pSrc + 2 * i);
-        const auto back = loadLanes<Reals<lanes>>(pSrc + 2 * q - lanes - 2 * i);
+        const auto front = load<Reals<lanes>>(pSrc + 2 * i);
+        const auto back = load<Reals<lanes>>(pSrc + 2 * q - lanes - 2 * i);
         rotateIn<lanes>(z, q, i, {front, reversed(back)}, pTwiddle);
     }
 }
@@ -129,10 +103,10 @@ static QORAC_INLINE void inversePost(const Qor32fc* z, Qor32f* y, const Qor32f* 
                                      Qor32s q) {
     for (Qor32s i = 0; i < q / 2; i += lanes / 2) {
         const auto out = rotateOut<lanes>(z, q, i, pTwiddle);
-        storeLanes(y + q - lanes - 2 * i, reversed(out.b));
-        storeLanes(y + q + 2 * i, Reals<lanes>(-out.b));
-        storeLanes(y + 3 * q - lanes - 2 * i, reversed(Reals<lanes>(-out.a)));
-        storeLanes(y + 3 * q + 2 * i, Reals<lanes>(-out.a));
+        store(y + q - lanes - 2 * i, reversed(out.b));
+        store(y + q + 2 * i, Reals<lanes>(-out.b));
+        store(y + 3 * q - lanes - 2 * i, reversed(Reals<lanes>(-out.a)));
+        store(y + 3 * q + 2 * i, Reals<lanes>(-out.a));
     }
 }
 

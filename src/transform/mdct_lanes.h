@@ -3,30 +3,7 @@
 // The complex values i and i' = q - 1 - i go together, several i at a time: the even lanes of a
 // vector belong to the values i, i + 1, ..., the odd lanes to their mirrors.
 
-template <typename T, int lanes>
-using Lanes [[gnu::vector_size(lanes * sizeof(T))]] = T;
-
-template <typename V, typename T>
-static QORAC_INLINE V loadLanes(const T* p) {
-    V v;
-    __builtin_memcpy(&v, p, sizeof v);
-    return v;
-}
-template <typename V, typename T>
-static QORAC_INLINE void storeLanes(T* p, const V& v) {
-    __builtin_memcpy(p, &v, sizeof v);
-}
-
-// The vector whose lane i is element Pattern::at(i) of a followed by b.
-template <typename Pattern, typename V, int... lane>
-static QORAC_INLINE V shuffleLanes(const V& a, const V& b, std::integer_sequence<int, lane...>) {
-    return __builtin_shufflevector(a, b, Pattern::at(lane)...);
-}
-template <template <int> typename Pattern, typename V>
-static QORAC_INLINE V shuffleLanes(const V& a, const V& b) {
-    constexpr int lanes = int(sizeof(V) / sizeof(Qor32s));
-    return shuffleLanes<Pattern<lanes>>(a, b, std::make_integer_sequence<int, lanes>());
-}
+#include "transform/vectors.h"
 
 template <int lanes>
 struct ReversedLanes {
@@ -39,11 +16,11 @@ struct EvenOfFirstOddOfSecond {
 
 template <typename V>
 static QORAC_INLINE V reversed(const V& v) {
-    return shuffleLanes<ReversedLanes>(v, v);
+    return shuffle<ReversedLanes<kLanes<V>>>(v, v);
 }
 template <typename V>
 static QORAC_INLINE V oddNegated(const V& v) {
-    return shuffleLanes<EvenOfFirstOddOfSecond>(v, V(-v));
+    return shuffle<EvenOfFirstOddOfSecond<kLanes<V>>>(v, V(-v));
 }
 
 // Twiddles g cos t, g sin t: the cosine of i beside the sine of i', and the sine of i beside the
