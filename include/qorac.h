@@ -667,8 +667,9 @@ QorStatus qorsHuffmanDecodeSfbMbp_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset
  *                  from the input; of a short channel lines are defined up to its bound rounded up
  *                  to a multiple of 18.
  *   pScaleFactor   40 bytes per channel, in the layout of qorsUnpackScaleFactors_MP3_1u8s. Entry 21
- *                  (long) or 36 to 38 (short) is the intensity position of the last band, which the
- *                  stream does not carry: the caller supplies it.
+ *                  (long), 36 to 38 (short), 35 to 37 (mixed, id 1) or 33 to 35 (mixed, id 0) is
+ *                  the intensity position of the last band, which the stream does not carry: the
+ *                  caller supplies it.
  *   pSideInfo      the granule's records, one per channel
  *   pBuffer        scratch of 576 values
  *   pSfbTableLong, pSfbTableShort  band boundaries, rows id * 3 + sampling_frequency

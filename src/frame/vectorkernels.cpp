@@ -72,8 +72,8 @@ QORAC_CLONES void mulC(Qor32f* pSrcDst, int len, Qor32f val) {
     for (int i = 0; i < len; ++i) pSrcDst[i] *= val;
 }
 
-typedef Qor32f Real8 __attribute__((vector_size(32)));
-typedef Qor32u Bits8 __attribute__((vector_size(32)));
+typedef Qor32f Float8 __attribute__((vector_size(32)));
+typedef Qor32u FloatBits8 __attribute__((vector_size(32)));
 typedef Qor32s Int8 __attribute__((vector_size(32)));
 typedef Qor16s Short8 __attribute__((vector_size(16)));
 
@@ -101,11 +101,11 @@ QORAC_INLINE void storePart(T* p, const V& v, int count) {
 
 // Nearest integers with ties to even, whatever the caller's rounding mode, saturated to 16 bits; a
 // NaN saturates to the low end. A true comparison is a lane of ones: -1.
-QORAC_INLINE Short8 roundToShorts(Real8 x) {
-    x = x > -32768.0f ? x : Real8{} - 32768.0f;
-    x = x < 32767.0f ? x : Real8{} + 32767.0f;
+QORAC_INLINE Short8 roundToShorts(Float8 x) {
+    x = x > -32768.0f ? x : Float8{} - 32768.0f;
+    x = x < 32767.0f ? x : Float8{} + 32767.0f;
     const Int8 towardZero = __builtin_convertvector(x, Int8);
-    const Real8 rest = x - __builtin_convertvector(towardZero, Real8);
+    const Float8 rest = x - __builtin_convertvector(towardZero, Float8);
     const Int8 odd = -(towardZero & 1);
     const Int8 up = (rest > 0.5f) | ((rest == 0.5f) & odd);
     const Int8 down = (rest < -0.5f) | ((rest == -0.5f) & odd);
@@ -115,31 +115,31 @@ QORAC_INLINE Short8 roundToShorts(Real8 x) {
 QORAC_CLONES void convertFloats(const Qor32f* pSrc, Qor16s* pDst, int len, Qor32f scale) {
     int i = 0;
     for (; i <= len - 8; i += 8)
-        storeVector(pDst + i, roundToShorts(loadVector<Real8>(pSrc + i) * scale));
+        storeVector(pDst + i, roundToShorts(loadVector<Float8>(pSrc + i) * scale));
     if (i < len)
-        storePart(pDst + i, roundToShorts(loadPart<Real8>(pSrc + i, len - i) * scale), len - i);
+        storePart(pDst + i, roundToShorts(loadPart<Float8>(pSrc + i, len - i) * scale), len - i);
 }
 
 // The products ac - bd and ad + bc of (a + ib)(c + id), four side by side. The subtraction is an
 // addition of the negated product: g++ 12 makes one rounding of what alternates subtractions and
 // additions of products, whatever it is told about contraction.
-QORAC_INLINE Real8 mulComplex(const Real8& x, const Real8& y) {
-    constexpr Bits8 kNegateReal = {1u << 31, 0, 1u << 31, 0, 1u << 31, 0, 1u << 31, 0};
-    const Real8 a = __builtin_shufflevector(x, x, 0, 0, 2, 2, 4, 4, 6, 6);
-    const Real8 b = __builtin_shufflevector(x, x, 1, 1, 3, 3, 5, 5, 7, 7);
-    const Real8 dc = __builtin_shufflevector(y, y, 1, 0, 3, 2, 5, 4, 7, 6);
-    return a * y + Real8(Bits8(b * dc) ^ kNegateReal);
+QORAC_INLINE Float8 mulComplex(const Float8& x, const Float8& y) {
+    constexpr FloatBits8 kNegateReal = {1u << 31, 0, 1u << 31, 0, 1u << 31, 0, 1u << 31, 0};
+    const Float8 a = __builtin_shufflevector(x, x, 0, 0, 2, 2, 4, 4, 6, 6);
+    const Float8 b = __builtin_shufflevector(x, x, 1, 1, 3, 3, 5, 5, 7, 7);
+    const Float8 dc = __builtin_shufflevector(y, y, 1, 0, 3, 2, 5, 4, 7, 6);
+    return a * y + Float8(FloatBits8(b * dc) ^ kNegateReal);
 }
 
 QORAC_CLONES void mulComplex(const Qor32fc* pSrc1, const Qor32fc* pSrc2, Qor32fc* pDst, int len) {
     int i = 0;
     for (; i <= len - 4; i += 4)
         storeVector(pDst + i,
-                    mulComplex(loadVector<Real8>(pSrc1 + i), loadVector<Real8>(pSrc2 + i)));
+                    mulComplex(loadVector<Float8>(pSrc1 + i), loadVector<Float8>(pSrc2 + i)));
     if (i < len)
         storePart(
             pDst + i,
-            mulComplex(loadPart<Real8>(pSrc1 + i, len - i), loadPart<Real8>(pSrc2 + i, len - i)),
+            mulComplex(loadPart<Float8>(pSrc1 + i, len - i), loadPart<Float8>(pSrc2 + i, len - i)),
             len - i);
 }
 
@@ -251,7 +251,7 @@ QorStatus qorsConvert_32f16s_Sfs(const Qor32f* pSrc, Qor16s* pDst, int len,
 }
 
 QorStatus qorsCplxToReal_32fc(const Qor32fc* pSrc, Qor32f* pDstRe, Qor32f* pDstIm, int len) {
-    if (anyNull(pSrc) || anyNull(pDstRe, pDstIm)) return qorStsNullPtrErr;
+    if (anyNull(pSrc, pDstRe, pDstIm)) return qorStsNullPtrErr;
     if (len < 1) return qorStsSizeErr;
     for (int i = 0; i < len; ++i) {
         const Qor32fc value = pSrc[i];

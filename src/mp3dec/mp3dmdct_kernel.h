@@ -1,11 +1,11 @@
 // The inverse MDCT of MP3 in vectors of one instruction level; see frame/levels.h.
 
-typedef Qor32u UInt8 __attribute__((vector_size(32)));
+typedef Qor32u Unsigned8 __attribute__((vector_size(32)));
 
 // The first `count` of eight integers; zeros stand for the others.
 template <int count>
-static QORAC_INLINE UInt8 loadInts(const Qor32s* p) {
-    UInt8 v{};
+static QORAC_INLINE Unsigned8 loadInts(const Qor32s* p) {
+    Unsigned8 v{};
     __builtin_memcpy(&v, p, count * sizeof *p);
     return v;
 }
@@ -38,13 +38,14 @@ struct Values {
 // The sums of neighbouring lines with which a long transform starts. 24 are stored, of which 18
 // count.
 static QORAC_INLINE void addNeighbours(const Qor32s* pSrc, Qor64f* sum) {
-    constexpr UInt8 kOdd = {0, ~0u, 0, ~0u, 0, ~0u, 0, ~0u};
-    UInt8 before{}, pairsBefore{};
+    constexpr Unsigned8 kOdd = {0, ~0u, 0, ~0u, 0, ~0u, 0, ~0u};
+    Unsigned8 before{}, pairsBefore{};
     for (int i = 0; i < kSubbandLines; i += 8) {
-        const UInt8 line = i < 16 ? loadInts<8>(pSrc + i) : loadInts<2>(pSrc + i);
-        const UInt8 pairs =
+        const Unsigned8 line = i < 16 ? loadInts<8>(pSrc + i) : loadInts<2>(pSrc + i);
+        const Unsigned8 pairs =
             line + __builtin_shufflevector(before, line, 7, 8, 9, 10, 11, 12, 13, 14);
-        const UInt8 two = __builtin_shufflevector(pairsBefore, pairs, 6, 7, 8, 9, 10, 11, 12, 13);
+        const Unsigned8 two =
+            __builtin_shufflevector(pairsBefore, pairs, 6, 7, 8, 9, 10, 11, 12, 13);
         const Real8 exact = __builtin_convertvector(Int8(pairs + (two & kOdd)), Real8);
         __builtin_memcpy(sum + i, &exact, sizeof exact);
         before = line;
@@ -112,12 +113,12 @@ static void transformOne(const Qor32s* pSrc, Qor32s* pDst, int blockType) {
 // negated, and keeps the second half. 24 samples are stored, of which 18 count.
 static QORAC_INLINE void overlapAdd(const Values& values, Qor32s* overlap, Qor32s* sample,
                                     int subband) {
-    constexpr UInt8 kOddSamples = {0, ~0u, 0, ~0u, 0, ~0u, 0, ~0u};
-    const UInt8 negate = subband & 1 ? kOddSamples : UInt8{};
-    UInt8 y[5];
-    for (int v = 0; v < 5; ++v) y[v] = UInt8(roundToInt(values.y[v]));
-    const UInt8 former[3] = {loadInts<8>(overlap), loadInts<8>(overlap + 8),
-                             loadInts<2>(overlap + 16)};
+    constexpr Unsigned8 kOddSamples = {0, ~0u, 0, ~0u, 0, ~0u, 0, ~0u};
+    const Unsigned8 negate = subband & 1 ? kOddSamples : Unsigned8{};
+    Unsigned8 y[5];
+    for (int v = 0; v < 5; ++v) y[v] = Unsigned8(roundToInt(values.y[v]));
+    const Unsigned8 former[3] = {loadInts<8>(overlap), loadInts<8>(overlap + 8),
+                                 loadInts<2>(overlap + 16)};
     for (int v = 0; v < 3; ++v)
         storeInts<8>(sample + 8 * v, ((y[v] + former[v]) ^ negate) - negate);
     storeInts<8>(overlap, __builtin_shufflevector(y[2], y[3], 2, 3, 4, 5, 6, 7, 8, 9));
