@@ -1,5 +1,5 @@
 # Thin names over the CMake presets; HACKING.md explains them.
-.PHONY: all demo test asan clang bench format lint install clean
+.PHONY: all demo test asan tsan fuzz clang bench format lint install package check-package clean
 
 all:
 	@scripts/install-deps build test
@@ -28,6 +28,21 @@ asan:
 	cmake --build --preset asan
 	ctest --preset asan
 
+# Many decoders and encoders at once, and shared specs, under ThreadSanitizer.
+tsan:
+	@scripts/install-deps build test
+	cmake --preset tsan
+	cmake --build --preset tsan
+	ctest --preset tsan
+
+# Each fuzz target for FUZZ_SECONDS from its corpus; what it finds is left in build/fuzz/found.
+FUZZ_SECONDS ?= 600
+fuzz:
+	@scripts/install-deps build clang fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	scripts/run-fuzz $(FUZZ_SECONDS)
+
 # The library, the tools and the tests built by clang.
 clang:
 	@scripts/install-deps build test clang
@@ -52,6 +67,17 @@ lint:
 
 install: all
 	cmake --install build/release
+
+# Debian packages in build/package; check-package installs and runs them on a clean root.
+package:
+	@scripts/install-deps build package
+	cmake --preset package
+	cmake --build --preset package
+	cd build/package && cpack
+
+check-package: package
+	@scripts/install-deps check-package
+	scripts/check-package build/package/*.deb
 
 clean:
 	rm -rf build demo-out

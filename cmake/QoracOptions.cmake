@@ -3,20 +3,32 @@
 add_library(qorac_warnings INTERFACE)
 target_compile_options(qorac_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Werror)
 
-# Sanitizers for everything in the build.
+# Sanitizers for everything in the build: those of memory and undefined behaviour, or that of
+# threads.
 add_library(qorac_sanitize INTERFACE)
+if(QORAC_FUZZ)
+  set(QORAC_SANITIZE ON)
+endif()
 if(QORAC_SANITIZE)
+  if(QORAC_SANITIZE STREQUAL "thread")
+    set(sanitizers thread)
+  else()
+    set(sanitizers address,undefined)
+  endif()
   if(QORAC_ISA STREQUAL "all")
     # The loader binds the kernels before the sanitizer's run time is ready, so that a build with
     # sanitizers has one level.
     set(QORAC_ISA v3)
   endif()
+  if(QORAC_FUZZ)
+    string(APPEND sanitizers ,fuzzer-no-link)
+  endif()
   # -O1 keeps the compile times of large kernels down; the sanitizers' own code makes the compiler
   # see variables without a value where there are none.
   target_compile_options(qorac_sanitize INTERFACE
-    -O1 -g1 -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
+    -O1 -g1 -fsanitize=${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
-  target_link_options(qorac_sanitize INTERFACE -fsanitize=address,undefined)
+  target_link_options(qorac_sanitize INTERFACE -fsanitize=${sanitizers})
 endif()
 
 # clang has no arch= clones; a clang build has one level.

@@ -188,8 +188,9 @@ int main(int argc, char** argv) {
                                                {"stereo", Mode::stereo},
                                                {"joint", Mode::joint},
                                                {"mono", Mode::mono}};
-    app.add_option("-m,--mode", options.mode, "auto: mono for one channel, else joint")
-        ->transform(CLI::CheckedTransformer(modes));
+    app.add_option("-m,--mode", options.mode, "auto, the default: mono for one channel, else joint")
+        ->transform(CLI::CheckedTransformer(modes))
+        ->option_text("stereo|joint|mono|auto");
     app.add_flag("--crc", options.crc, "put a CRC word behind each frame header");
     app.add_flag("-q,--quiet", options.quiet, "no summary");
     CLI11_PARSE(app, argc, argv);
