@@ -1431,6 +1431,41 @@ QorStatus qorsHuffmanEncode_MP3_32s1u(const Qor32s* pSrcIx, Qor8u** ppBitStream,
 
 /* ================================================================ SBR, parametric stereo ==== */
 
+/* --- float predictors, parametric stereo, encoder --- */
+
+/*
+ * Linear predictors of second order for the high-frequency generator (ISO/IEC 14496-3, SBR tool,
+ * inverse filtering, covariance method), of the bands 0 to numBands - 1 each by itself. Samples are
+ * rows of bands, one row per time slot: with z(n) the sample of a band in row n, L = `len` and * the
+ * conjugate,
+ *
+ *   phi01 = sum z(n + 1) z(n)*, n = 1 .. L       phi11 = sum |z(n)|^2, n = 1 .. L
+ *   phi02 = sum z(n + 2) z(n)*, n = 0 .. L - 1   phi22 = sum |z(n)|^2, n = 0 .. L - 1
+ *   phi12 = sum z(n + 1) z(n)*, n = 0 .. L - 1   det = phi22 phi11 - 0.99999905 |phi12|^2
+ *
+ *   alpha1 = (phi01 phi12 - phi02 phi11) / det   0 where det is 0
+ *   alpha0 = -(phi01 + alpha1 phi12*) / phi11    0 where phi11 is not above 0
+ *
+ * A predictor with a coefficient of a magnitude above 4 is unstable, and both of its coefficients
+ * become 0; a magnitude of exactly 4 passes in the bands below numBands - numBands % 4 and does not
+ * in the rest. All steps are of single precision.
+ *
+ *   ppSrcRe, ppSrcIm   the parts of complex samples: rows 0 to len + 1 of numBands floats each
+ *   ppSrc              the same rows of complex (C_32fc) or real (R_32f) samples
+ *   pAlpha...          numBands coefficients each
+ *   numBands           not checked: below 1 nothing is done
+ *   len                below 1 nothing is done and the status is qorStsNoErr
+ *
+ * Errors: qorStsNullPtrErr (any pointer null).
+ */
+QorStatus qorsPredictCoef_SBR_C_32f_D2L(const Qor32f* const* ppSrcRe, const Qor32f* const* ppSrcIm,
+                                        Qor32f* pAlpha0Re, Qor32f* pAlpha0Im, Qor32f* pAlpha1Re,
+                                        Qor32f* pAlpha1Im, Qor32s numBands, Qor32s len);
+QorStatus qorsPredictCoef_SBR_C_32fc_D2L(const Qor32fc* const* ppSrc, Qor32fc* pAlpha0,
+                                         Qor32fc* pAlpha1, Qor32s numBands, Qor32s len);
+QorStatus qorsPredictCoef_SBR_R_32f_D2L(const Qor32f* const* ppSrc, Qor32f* pAlpha0,
+                                        Qor32f* pAlpha1, Qor32s numBands, Qor32s len);
+
 /* ================================================================ general MDCT ============== */
 
 /*

@@ -1,2 +1,3 @@
 set(units
+  sbr2.cpp
 )

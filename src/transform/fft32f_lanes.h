@@ -1,5 +1,5 @@
-// Vectors of floats for the float FFT at one instruction level: shuffles by name. Included by
-// transform/fft32f_kernel.h only.
+// Vectors of floats for the float FFT and what stands on it, at one instruction level: shuffles by
+// name. Included by kernel files only, in a namespace of their own.
 
 #include "transform/vectors.h"
 
