@@ -1466,6 +1466,23 @@ QorStatus qorsPredictCoef_SBR_C_32fc_D2L(const Qor32fc* const* ppSrc, Qor32fc* p
 QorStatus qorsPredictCoef_SBR_R_32f_D2L(const Qor32f* const* ppSrc, Qor32f* pAlpha0,
                                         Qor32f* pAlpha1, Qor32s numBands, Qor32s len);
 
+/*
+ * Hybrid analysis of parametric stereo (ISO/IEC 14496-3, parametric stereo, hybrid filter bank):
+ * one QMF sub-band is split into Q sub-sub-bands by a filter of 13 taps g symmetrical about tap 6,
+ *
+ *   pDst[12 t + q] = sum over i from 0 to 12 of g(i) pSrc[t + i] exp(-j 2 pi / Q (q + 1/2)(i - 6))
+ *
+ *   pSrc     44 samples: the last 12 of the frame before, then the 32 slots of the frame
+ *   pDst     32 rows of 12; the first Q elements of each row are written. Must not overlap pSrc
+ *   config   the bank: 0 for Q = 2, 1 for Q = 4, 2 and 3 for the two filters of Q = 8 (of the
+ *            standard's 20 and 34 stereo bands), 4 for Q = 12
+ *
+ * Bank 0 has no phases: sub-sub-band 0 is y = sum g(i) pSrc[t + i], and 1 is pSrc[t + 6] - y.
+ *
+ * Errors, in order: qorStsNullPtrErr (either pointer null), qorStsBadArgErr (config outside 0 to 4).
+ */
+QorStatus qorsAnalysisFilter_PS_32fc_D2(const Qor32fc* pSrc, Qor32fc* pDst, Qor32s config);
+
 /* ================================================================ general MDCT ============== */
 
 /*

@@ -1,3 +1,4 @@
 set(units
+  psqmf.cpp
   sbr2.cpp
 )
