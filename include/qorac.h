@@ -1483,6 +1483,55 @@ QorStatus qorsPredictCoef_SBR_R_32f_D2L(const Qor32f* const* ppSrc, Qor32f* pAlp
  */
 QorStatus qorsAnalysisFilter_PS_32fc_D2(const Qor32fc* pSrc, Qor32fc* pDst, Qor32s config);
 
+/*
+ * The complex QMF analysis of the SBR encoder, 64 bands (window of ISO/IEC 14496-3). The spec holds
+ * tables and scratch and no history; as it holds scratch, it belongs to one thread at a time. Every
+ * function aligns the pointer to the spec up to 16 bytes itself, so that the memory given to Init
+ * need not be aligned and is the spec pointer of the other functions.
+ *
+ * GetSize: bytes of the memory for a spec and of the scratch of Init.
+ *   qorStsNullPtrErr        a pointer is null
+ */
+QorStatus qorsAnalysisFilterEncGetSize_SBR_32f(Qor32s* pSpecSize, Qor32s* pInitSize);
+
+/*
+ * Init builds a spec in the pSpecSize bytes at pSpec with the scratch pMemInit (pInitSize bytes).
+ * The memory cannot be moved or copied afterwards.
+ *   qorStsNullPtrErr        a pointer is null
+ */
+QorStatus qorsAnalysisFilterEncInit_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec, Qor8u* pMemInit);
+
+/*
+ * InitAlloc allocates a spec, builds it and stores it in *ppSpec.
+ *   qorStsNullPtrErr        ppSpec is null
+ *   qorStsMemAllocErr       an allocation failed. *ppSpec is null when it was that of the spec; when
+ *                           it was that of the scratch, *ppSpec is a block without a spec, which the
+ *                           caller releases with qorFree
+ */
+QorStatus qorsAnalysisFilterEncInitAlloc_SBR_32f(QorsFilterEncSpec_SBR_32f** ppSpec);
+
+/*
+ * Free releases a spec that InitAlloc made; one that Init made stays as it is and usable.
+ *   qorStsNullPtrErr        pSpec is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this bank
+ */
+QorStatus qorsAnalysisFilterEncFree_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec);
+
+/*
+ * One time slot: with c the standard's window,
+ *
+ *   u(n)    = sum over r from 0 to 4 of pSrc[639 - 128 r - n] c(n + 128 r),  n = 0 .. 127
+ *   pDst[k] = sum over n of u(n) exp(j pi / 128 (k + 1/2)(2 n + 1)),         k = 0 .. 63
+ *
+ *   pSrc    the last 640 samples, oldest first; the caller moves on by 64 samples per slot
+ *   pDst    64 sub-band samples. Must not overlap pSrc
+ *
+ *   qorStsNullPtrErr        a pointer is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this bank
+ */
+QorStatus qorsAnalysisFilterEnc_SBR_32f32fc(const Qor32f* pSrc, Qor32fc* pDst,
+                                            QorsFilterEncSpec_SBR_32f* pSpec);
+
 /* ================================================================ general MDCT ============== */
 
 /*

@@ -1,4 +1,5 @@
 set(units
   psqmf.cpp
   sbr2.cpp
+  sbreqmf.cpp
 )
