@@ -1532,6 +1532,21 @@ QorStatus qorsAnalysisFilterEncFree_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec);
 QorStatus qorsAnalysisFilterEnc_SBR_32f32fc(const Qor32f* pSrc, Qor32fc* pDst,
                                             QorsFilterEncSpec_SBR_32f* pSpec);
 
+/*
+ * Tonality of a sub-band, for an SBR encoder: the ratio of what a linear predictor of second order
+ * (covariance method, with det as above) explains of the energy to what it leaves, of each half of
+ * 32 samples. With g the share that is explained the ratio is g / (1.000001 - g), 1000000 where g is
+ * within 1e-6 of 1, and 0 for silence.
+ *
+ *   pSrc           32 samples of one sub-band: two halves of 16
+ *   pTNR0, pTNR1   ratios of the first and of the second half
+ *   pMeanNrg       half the sum of the halves' energies, each of the 14 samples from the third on
+ *
+ * Errors: qorStsNullPtrErr (any pointer null).
+ */
+QorStatus qorsEstimateTNR_SBR_32f(const Qor32fc* pSrc, Qor32f* pTNR0, Qor32f* pTNR1,
+                                  Qor32f* pMeanNrg);
+
 /* ================================================================ general MDCT ============== */
 
 /*

@@ -2,4 +2,5 @@ set(units
   psqmf.cpp
   sbr2.cpp
   sbreqmf.cpp
+  sbretnrestimate.cpp
 )
