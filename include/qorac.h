@@ -1547,6 +1547,25 @@ QorStatus qorsAnalysisFilterEnc_SBR_32f32fc(const Qor32f* pSrc, Qor32fc* pDst,
 QorStatus qorsEstimateTNR_SBR_32f(const Qor32fc* pSrc, Qor32f* pTNR0, Qor32f* pTNR1,
                                   Qor32f* pMeanNrg);
 
+/*
+ * Transient detector of an SBR encoder on an envelope of energies. The threshold follows the
+ * standard deviation s of pSrc[16] to pSrc[63]: t = max(128000, 0.34 s + 0.66 *pThr). Each of three
+ * steps v of the envelope that is above t adds v / t - 1 to element e of pDst; they are taken from
+ * the means of pairs, P(e) = (pSrc[e] + pSrc[e + 1]) / 2:
+ *
+ *        even e, 16 to 60               odd e, 17 to 59
+ *   a =  P(e) - P(e - 2)                P(e + 1) - P(e - 1)
+ *   b =  a + P(e + 2) - P(e - 2)        a + P(e + 1) - P(e - 3)
+ *   c =  b + P(e + 2) - P(e - 4)        b + P(e + 3) - P(e - 3)
+ *
+ *   pSrc   64 energies
+ *   pThr   the threshold, in the caller's keeping from call to call; becomes t
+ *   pDst   64 values, of which 16 to 60 are added to
+ *
+ * Errors: qorStsNullPtrErr (any pointer null).
+ */
+QorStatus qorsDetectTransient_SBR_32f(const Qor32f* pSrc, Qor32f* pThr, Qor32f* pDst);
+
 /* ================================================================ general MDCT ============== */
 
 /*

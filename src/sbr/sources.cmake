@@ -3,4 +3,5 @@ set(units
   sbr2.cpp
   sbreqmf.cpp
   sbretnrestimate.cpp
+  sbretrandetect.cpp
 )
