@@ -1456,7 +1456,7 @@ QorStatus qorsHuffmanEncode_MP3_32s1u(const Qor32s* pSrcIx, Qor8u** ppBitStream,
  *   numBands           not checked: below 1 nothing is done
  *   len                below 1 nothing is done and the status is qorStsNoErr
  *
- * Errors: qorStsNullPtrErr (any pointer null).
+ * Errors: qorStsNullPtrErr (any pointer null, whatever len).
  */
 QorStatus qorsPredictCoef_SBR_C_32f_D2L(const Qor32f* const* ppSrcRe, const Qor32f* const* ppSrcIm,
                                         Qor32f* pAlpha0Re, Qor32f* pAlpha0Im, Qor32f* pAlpha1Re,
@@ -1534,9 +1534,11 @@ QorStatus qorsAnalysisFilterEnc_SBR_32f32fc(const Qor32f* pSrc, Qor32fc* pDst,
 
 /*
  * Tonality of a sub-band, for an SBR encoder: the ratio of what a linear predictor of second order
- * (covariance method, with det as above) explains of the energy to what it leaves, of each half of
- * 32 samples. With g the share that is explained the ratio is g / (1.000001 - g), 1000000 where g is
- * within 1e-6 of 1, and 0 for silence.
+ * (covariance method, alpha0 and alpha1 as above over 14 slots and with no limit of stability)
+ * explains of the energy to what it leaves, of each half of 32 samples. With g the share that is
+ * explained the ratio is g / (1.000001 - g), 1000000 where g is within 1e-6 of 1. In very quiet
+ * sub-bands, where the square of det vanishes in single precision both coefficients are 0, where
+ * that of phi11 does alpha0 is 0, and where that of the energy does the ratio is 0.
  *
  *   pSrc           32 samples of one sub-band: two halves of 16
  *   pTNR0, pTNR1   ratios of the first and of the second half

@@ -3,7 +3,8 @@
 // A vector holds the complex numbers of successive slots as the memory has them. The numbers that
 // multiply them are real: with n = i - 6, the taps n and -n fold into
 //
-//   s(n) = g(n) (x(6 + n) + x(6 - n)),  e(n) = g(n) (x(6 + n) - x(6 - n)),  s(0) = g(0) x(6)
+//   s(n) = g(6 - n) (x(6 + n) + x(6 - n)),  e(n) = g(6 - n) (x(6 + n) - x(6 - n)),
+//   s(0) = g(6) x(6)
 //
 // and with theta = 2 pi / Q (q + 1/2), sub-sub-band q is C - j S and Q - 1 - q is C + j S, where
 //
@@ -90,10 +91,6 @@ QORAC_INLINE Halves<12> transform12(const Folded& x) {
 
 // --- rows ---------------------------------------------------------------------------------------
 
-template <int>
-struct SwapPairs {
-    static constexpr int at(int i) { return i ^ 1; }
-};
 // Complex numbers of even (0) or odd (1) number of a and of b in turn.
 template <int lanes, int parity>
 struct PairsInTurn {
@@ -107,7 +104,7 @@ struct PairsInTurn {
 QORAC_INLINE V timesMinusJ(V z) {
     V sign{};
     for (int i = 0; i < kMaxLanes; ++i) sign[i] = i % 2 == 0 ? 1.0f : -1.0f;
-    return shuffle<SwapPairs<kMaxLanes>>(z, z) * sign;
+    return swapPairs(z) * sign;
 }
 
 // Neighbouring sub-sub-bands a and b of the slots in the lanes, to rows of 12.
@@ -119,9 +116,8 @@ QORAC_INLINE void storeColumns(Qor32fc* pDst, V a, V b) {
         __builtin_memcpy(pDst + kHybridRow * t, slots[t % 2] + t / 2 * 4, 2 * sizeof *pDst);
 }
 
-template <int Q, const HybridFilter& filter>
-QORAC_INLINE void analyse(const Qor32fc* pSrc, Qor32fc* pDst,
-                          Halves<Q> (*transform)(const Folded&)) {
+template <int Q, const HybridFilter& filter, Halves<Q> (*transform)(const Folded&)>
+QORAC_INLINE void analyse(const Qor32fc* pSrc, Qor32fc* pDst) {
     for (int t = 0; t < kHybridSlots; t += kSlotsPerVector) {
         const Halves<Q> half = transform(fold<filter>(pSrc + t));
         V y[Q];
@@ -149,14 +145,14 @@ static void ownAnalysisFilter_Q2_32fc(const Qor32fc* pSrc, Qor32fc* pDst) {
     hybrid::analyseTwo(pSrc, pDst);
 }
 static void ownAnalysisFilter_Q4_32fc(const Qor32fc* pSrc, Qor32fc* pDst) {
-    hybrid::analyse<4, kQ4>(pSrc, pDst, hybrid::transform4);
+    hybrid::analyse<4, kQ4, hybrid::transform4>(pSrc, pDst);
 }
 static void ownAnalysisFilter_Q8_32fc(const Qor32fc* pSrc, Qor32fc* pDst, Qor32s second) {
     if (second)
-        hybrid::analyse<8, kQ8Second>(pSrc, pDst, hybrid::transform8);
+        hybrid::analyse<8, kQ8Second, hybrid::transform8>(pSrc, pDst);
     else
-        hybrid::analyse<8, kQ8First>(pSrc, pDst, hybrid::transform8);
+        hybrid::analyse<8, kQ8First, hybrid::transform8>(pSrc, pDst);
 }
 static void ownAnalysisFilter_Q12_32fc(const Qor32fc* pSrc, Qor32fc* pDst) {
-    hybrid::analyse<12, kQ12>(pSrc, pDst, hybrid::transform12);
+    hybrid::analyse<12, kQ12, hybrid::transform12>(pSrc, pDst);
 }

@@ -65,8 +65,9 @@ struct Split {
 template <typename V>
 using Real = V;
 
+// One list of rows, of complex or of real samples.
 template <typename Element, template <typename> typename SampleOf>
-struct Interleaved {
+struct Joined {
     const Element* const* ppSrc;
     Element *pAlpha0, *pAlpha1;
 
@@ -135,11 +136,10 @@ static void predictSplit(const Qor32f* const* ppSrcRe, const Qor32f* const* ppSr
 static void predictComplex(const Qor32fc* const* ppSrc, Qor32fc* pAlpha0, Qor32fc* pAlpha1,
                            Qor32s numBands, Qor32s len) {
     predictors::predictAll(
-        predictors::Interleaved<Qor32fc, predictors::Complex>{ppSrc, pAlpha0, pAlpha1}, numBands,
-        len);
+        predictors::Joined<Qor32fc, predictors::Complex>{ppSrc, pAlpha0, pAlpha1}, numBands, len);
 }
 static void predictReal(const Qor32f* const* ppSrc, Qor32f* pAlpha0, Qor32f* pAlpha1,
                         Qor32s numBands, Qor32s len) {
-    predictors::predictAll(
-        predictors::Interleaved<Qor32f, predictors::Real>{ppSrc, pAlpha0, pAlpha1}, numBands, len);
+    predictors::predictAll(predictors::Joined<Qor32f, predictors::Real>{ppSrc, pAlpha0, pAlpha1},
+                           numBands, len);
 }

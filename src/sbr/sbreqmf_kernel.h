@@ -6,16 +6,10 @@ namespace encoder {
 
 using V = Vec<kMaxLanes>;
 
-template <int>
-struct SwapPairs {
-    static constexpr int at(int i) { return i ^ 1; }
-};
 template <int lanes>
 struct ReversedPairs {
     static constexpr int at(int i) { return lanes - 2 - i / 2 * 2 + i % 2; }
 };
-
-QORAC_INLINE V swapPairs(V z) { return shuffle<SwapPairs<kMaxLanes>>(z, z); }
 
 QORAC_INLINE V rotate(V z, const Rotation& rotation, int at) {
     return z * load<V>(rotation.straight + at) + swapPairs(z) * load<V>(rotation.crossed + at);

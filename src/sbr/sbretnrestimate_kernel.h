@@ -24,7 +24,8 @@ QORAC_INLINE Halves ownCalcCovMatrixElements_32f(const Qor32fc* pSrc) {
     return halves;
 }
 
-// The energies, and the share of each that the predictor explains.
+// The energies, and the share of each that the predictor explains; four of each are written, and
+// the last two mean nothing.
 QORAC_INLINE void explain(const Qor32fc* pSrc, Qor32f* pEnergy, Qor32f* pShare) {
     const Halves halves = ownCalcCovMatrixElements_32f(pSrc);
     const auto& phi = halves.phi;

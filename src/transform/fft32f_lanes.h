@@ -21,6 +21,16 @@ struct UnpackQuarters {
     }
 };
 
+// Real and imaginary parts exchanged.
+template <int>
+struct SwapPairs {
+    static constexpr int at(int i) { return i ^ 1; }
+};
+template <typename V>
+QORAC_INLINE V swapPairs(V z) {
+    return shuffle<SwapPairs<kLanes<V>>>(z, z);
+}
+
 // Units of `unit` lanes of a and b in turn, from the lower or the upper half of both.
 template <int lanes, int unit, bool upper>
 struct Interleave {

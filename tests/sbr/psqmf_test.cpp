@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <cstring>
 #include <limits>
 #include <numbers>
 #include <vector>
@@ -58,6 +59,25 @@ std::vector<Qor32fc> noise(Random& random) {
     std::vector<Qor32fc> x(44);
     for (Qor32fc& v : x) v = {float(random.real(-1, 1)), float(random.real(-1, 1))};
     return x;
+}
+
+TEST(PsHybrid, DataOfAnyAlignmentAndNoAllocation) {
+    Random random(5);
+    const auto x = noise(random);
+    for (int config = 0; config < 5; ++config) {
+        const auto expected = analyse(x, config);
+        const int calls = test::allocationCalls();
+        for (int shift = 1; shift < 16; ++shift) {
+            std::vector<float> source(2 * 44 + 16), rows(2 * 32 * 12 + 16, kOld);
+            std::memcpy(source.data() + shift, x.data(), x.size() * sizeof(Qor32fc));
+            EXPECT_EQ(qorsAnalysisFilter_PS_32fc_D2(
+                          reinterpret_cast<const Qor32fc*>(source.data() + shift),
+                          reinterpret_cast<Qor32fc*>(rows.data() + shift), config),
+                      qorStsNoErr);
+            EXPECT_EQ(std::memcmp(rows.data() + shift, expected.data(), 384 * sizeof(Qor32fc)), 0);
+        }
+        EXPECT_EQ(test::allocationCalls(), calls);
+    }
 }
 
 TEST(PsHybrid, EqualsTheSums) {

