@@ -10,6 +10,8 @@
 #pragma once
 
 #define QORAC_INLINE inline __attribute__((always_inline))
+// The same for lambdas.
+#define QORAC_INLINE_BODY __attribute__((always_inline))
 
 #if defined(QORAC_ISA_ALL)
 #define QORAC_CLONES \

@@ -85,16 +85,6 @@ QORAC_INLINE void dft(Complex<V>* x) {
     }
 }
 
-// Calls body with the constants 0 to count - 1.
-template <typename Body, std::size_t... i>
-QORAC_INLINE void unrolled([[maybe_unused]] Body body, std::index_sequence<i...>) {
-    (body(std::integral_constant<int, i>()), ...);
-}
-template <int count, typename Body>
-QORAC_INLINE void unrolled(Body body) {
-    unrolled(body, std::make_index_sequence<count>());
-}
-
 // The butterfly of a stage on x[0], x[span], x[2 span], ... with twiddle m in w[m]: the input at
 // place p takes the twiddle whose index is p with its bits reversed.
 template <int radix, int span = 1, typename V>

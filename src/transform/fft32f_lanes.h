@@ -170,3 +170,13 @@ QORAC_INLINE void transpose(V* row) {
         for (int i = 0; i < 4; ++i) transposeQuarters(row[i], row[i + 4], row[i + 8], row[i + 12]);
     }
 }
+
+// Calls body with the constants 0 to count - 1.
+template <typename Body, std::size_t... i>
+QORAC_INLINE void unrolled([[maybe_unused]] Body body, std::index_sequence<i...>) {
+    (body(std::integral_constant<int, i>()), ...);
+}
+template <int count, typename Body>
+QORAC_INLINE void unrolled(Body body) {
+    unrolled(body, std::make_index_sequence<count>());
+}

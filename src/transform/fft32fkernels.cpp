@@ -9,9 +9,6 @@
 #include "frame/status.h"
 #include "transform/fft32ftables.h"
 
-// Lambdas that are part of the loop that they are called in.
-#define QORAC_INLINE_BODY __attribute__((always_inline))
-
 namespace qorac {
 namespace {
 
