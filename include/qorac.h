@@ -1431,6 +1431,161 @@ QorStatus qorsHuffmanEncode_MP3_32s1u(const Qor32s* pSrcIx, Qor8u** ppBitStream,
 
 /* ================================================================ SBR, parametric stereo ==== */
 
+/* --- float QMF banks --- */
+
+/*
+ * The QMF filter banks of the SBR tool (ISO/IEC 14496-3, clause 4.6.18.4) on floats: three analyses
+ * of 32 samples per time slot into 32 sub-bands (clause 4.6.18.4.1), three syntheses of 64 sub-bands
+ * into 64 samples (4.6.18.4.2) and three downsampled ones of 32 sub-bands into 32 samples
+ * (4.6.18.4.3). A call runs numLoop slots; a run is the same as numLoop calls of one slot. The gain
+ * is the standard's, in which an analysis and a synthesis of the same samples are together 1.
+ *
+ * Forms. RToC_32f and CToR_32f have complex sub-bands as two lists of rows, RToC_32f32fc and
+ * CToR_32fc32f as one list of rows of pairs, RToR_32f the real sub-bands of the low-power mode. A row
+ * holds the sub-bands of one slot; rows need no alignment and may lie anywhere.
+ *
+ * The window is the caller's: coefficients c(i) of the standard's QMF window with the signs of its
+ * table, all 640 for the synthesis at full rate, c(2i) for i from 0 to 319 for the other banks.
+ *
+ * Memory. GetSize tells how much a bank needs; Init builds it in memory of the caller's, whose
+ * address needs no alignment, and stores its spec, which is valid as long as the memory is neither
+ * moved nor copied. There is no InitAlloc and no Free. The spec holds the history of the bank and is
+ * written by its filter, so that it belongs to one stream and to one thread at a time. Nothing lasts
+ * in pMemInit behind Init and in pBuffer behind a call; unlike with the general transforms they may
+ * not be null.
+ */
+
+/*
+ * GetSize: bytes of the memory for a spec, of the scratch for Init and of the scratch for the filter.
+ * The two complex forms of a bank need the same.
+ *   qorStsNullPtrErr        a pointer is null
+ */
+QorStatus qorsAnalysisFilterGetSize_SBR_RToC_32f(Qor32s* pSpecSize, Qor32s* pInitSize,
+                                                 Qor32s* pBufSize);
+QorStatus qorsAnalysisFilterGetSize_SBR_RToC_32f32fc(Qor32s* pSpecSize, Qor32s* pInitSize,
+                                                     Qor32s* pBufSize);
+QorStatus qorsAnalysisFilterGetSize_SBR_RToR_32f(Qor32s* pSpecSize, Qor32s* pInitSize,
+                                                 Qor32s* pBufSize);
+QorStatus qorsSynthesisFilterGetSize_SBR_CToR_32f(Qor32s* pSpecSize, Qor32s* pInitSize,
+                                                  Qor32s* pBufSize);
+QorStatus qorsSynthesisFilterGetSize_SBR_CToR_32fc32f(Qor32s* pSpecSize, Qor32s* pInitSize,
+                                                      Qor32s* pBufSize);
+QorStatus qorsSynthesisFilterGetSize_SBR_RToR_32f(Qor32s* pSpecSize, Qor32s* pInitSize,
+                                                  Qor32s* pBufSize);
+QorStatus qorsSynthesisDownFilterGetSize_SBR_CToR_32f(Qor32s* pSpecSize, Qor32s* pInitSize,
+                                                      Qor32s* pBufSize);
+QorStatus qorsSynthesisDownFilterGetSize_SBR_CToR_32fc32f(Qor32s* pSpecSize, Qor32s* pInitSize,
+                                                          Qor32s* pBufSize);
+QorStatus qorsSynthesisDownFilterGetSize_SBR_RToR_32f(Qor32s* pSpecSize, Qor32s* pInitSize,
+                                                      Qor32s* pBufSize);
+
+/*
+ * Init builds a bank with a silent history in pMemSpec (pSpecSize bytes) with the scratch pMemInit
+ * (pInitSize bytes) and stores its spec in *ppSpec. Only this pointer is a spec: the address of the
+ * memory is none.
+ *   qorStsNullPtrErr        a pointer is null
+ */
+QorStatus qorsAnalysisFilterInit_SBR_RToC_32f(QorsFilterSpec_SBR_32f** ppSpec, Qor8u* pMemSpec,
+                                              Qor8u* pMemInit);
+QorStatus qorsAnalysisFilterInit_SBR_RToC_32f32fc(QorsFilterSpec_SBR_32f** ppSpec, Qor8u* pMemSpec,
+                                                  Qor8u* pMemInit);
+QorStatus qorsAnalysisFilterInit_SBR_RToR_32f(QorsFilterSpec_SBR_32f** ppSpec, Qor8u* pMemSpec,
+                                              Qor8u* pMemInit);
+QorStatus qorsSynthesisFilterInit_SBR_CToR_32f(QorsFilterSpec_SBR_32f** ppSpec, Qor8u* pMemSpec,
+                                               Qor8u* pMemInit);
+QorStatus qorsSynthesisFilterInit_SBR_CToR_32fc32f(QorsFilterSpec_SBR_32f** ppSpec, Qor8u* pMemSpec,
+                                                   Qor8u* pMemInit);
+QorStatus qorsSynthesisFilterInit_SBR_RToR_32f(QorsFilterSpec_SBR_32f** ppSpec, Qor8u* pMemSpec,
+                                               Qor8u* pMemInit);
+QorStatus qorsSynthesisDownFilterInit_SBR_CToR_32f(QorsFilterSpec_SBR_32f** ppSpec, Qor8u* pMemSpec,
+                                                   Qor8u* pMemInit);
+QorStatus qorsSynthesisDownFilterInit_SBR_CToR_32fc32f(QorsFilterSpec_SBR_32f** ppSpec,
+                                                       Qor8u* pMemSpec, Qor8u* pMemInit);
+QorStatus qorsSynthesisDownFilterInit_SBR_RToR_32f(QorsFilterSpec_SBR_32f** ppSpec, Qor8u* pMemSpec,
+                                                   Qor8u* pMemInit);
+
+/*
+ * Analysis of 32 * numLoop samples from pSrc. Slot l goes to row `offset` + l of the list (lists),
+ * 32 sub-bands. With x(0) the latest sample of the slot, x(1) the one before it and so on,
+ *
+ *   u(n) = sum over r from 0 to 4 of pWindow[n + 64 r] x(n + 64 r)
+ *   RToC   X(k) = 2 * sum over n from 0 to 63 of u(n) exp(j pi/64 (k + 1/2)(2n - 1/2))
+ *   RToR   X(k) = 2 * sum over n from 0 to 63 of u(n) cos(pi/64 (k + 1/2)(2n - 96))
+ *
+ * Sub-bands from `kx` on (0 to 32) are written as 0. pBuffer is scratch of pBufSize bytes. numLoop
+ * below 1 is a success: nothing is done.
+ *
+ * The order of the checks differs on purpose. RToC_32f:
+ *   qorStsNullPtrErr        pSpec, pWindow or pBuffer is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this form
+ *   qorStsSizeErr           kx outside 0 to 32
+ *   qorStsNullPtrErr        pSrc, ppDstRe or ppDstIm is null
+ * RToC_32f32fc and RToR_32f:
+ *   qorStsNullPtrErr        pSpec or pWindow is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this form
+ *   qorStsNullPtrErr        pSrc, ppDst or pBuffer is null
+ *   qorStsSizeErr           kx outside 0 to 32
+ */
+QorStatus qorsAnalysisFilter_SBR_RToC_32f_D2L(const Qor32f* pSrc, Qor32f* const* ppDstRe,
+                                              Qor32f* const* ppDstIm, const Qor32f* pWindow,
+                                              Qor32s numLoop, Qor32s offset, Qor32s kx,
+                                              QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
+QorStatus qorsAnalysisFilter_SBR_RToC_32f32fc_D2L(const Qor32f* pSrc, Qor32fc* const* ppDst,
+                                                  const Qor32f* pWindow, Qor32s numLoop,
+                                                  Qor32s offset, Qor32s kx,
+                                                  QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
+QorStatus qorsAnalysisFilter_SBR_RToR_32f_D2L(const Qor32f* pSrc, Qor32f* const* ppDst,
+                                              const Qor32f* pWindow, Qor32s numLoop, Qor32s offset,
+                                              Qor32s kx, QorsFilterSpec_SBR_32f* pSpec,
+                                              Qor8u* pBuffer);
+
+/*
+ * Synthesis of numLoop slots. Row l of the list (lists) holds N sub-bands, N being 64, or 32 in the
+ * downsampled banks, which read no more of a row. pDst gets N * numLoop samples. Each slot makes 2N
+ * values V(n) for the history,
+ *
+ *   CToR          V(n) = 1/64 * Re sum over k of X(k) exp(j pi/128 (k + 1/2)(2n - 255))
+ *   CToR, Down    V(n) = 1/64 * Re sum over k of X(k) exp(j pi/64 (k + 1/2)(2n - 127.5))
+ *   RToR          V(n) = 1/32 * sum over k of X(k) cos(pi/128 (k + 1/2)(2n - 64))
+ *   RToR, Down    V(n) = 1/32 * sum over k of X(k) cos(pi/64 (k + 1/2)(2n - 32))
+ *
+ * and with V_t those of t slots ago the samples are, for i from 0 to N - 1,
+ *
+ *   y(i) = sum over t from 0 to 9 of pWindow[N t + i] V_t(N (t mod 2) + i)
+ *
+ * pBuffer is scratch of pBufSize bytes. numLoop below 1 is a success: nothing is done.
+ *
+ * The order of the checks differs on purpose. CToR_32f:
+ *   qorStsNullPtrErr        pSpec, pWindow or pBuffer is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this bank and form
+ *   qorStsNullPtrErr        ppSrcRe, ppSrcIm or pDst is null
+ * CToR_32fc32f and RToR_32f:
+ *   qorStsNullPtrErr        pSpec or pWindow is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this bank and form
+ *   qorStsNullPtrErr        ppSrc, pDst or pBuffer is null
+ */
+QorStatus qorsSynthesisFilter_SBR_CToR_32f_D2L(const Qor32f* const* ppSrcRe,
+                                               const Qor32f* const* ppSrcIm, Qor32f* pDst,
+                                               const Qor32f* pWindow, Qor32s numLoop,
+                                               QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
+QorStatus qorsSynthesisFilter_SBR_CToR_32fc32f_D2L(const Qor32fc* const* ppSrc, Qor32f* pDst,
+                                                   const Qor32f* pWindow, Qor32s numLoop,
+                                                   QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
+QorStatus qorsSynthesisFilter_SBR_RToR_32f_D2L(const Qor32f* const* ppSrc, Qor32f* pDst,
+                                               const Qor32f* pWindow, Qor32s numLoop,
+                                               QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
+QorStatus qorsSynthesisDownFilter_SBR_CToR_32f_D2L(const Qor32f* const* ppSrcRe,
+                                                   const Qor32f* const* ppSrcIm, Qor32f* pDst,
+                                                   const Qor32f* pWindow, Qor32s numLoop,
+                                                   QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
+QorStatus qorsSynthesisDownFilter_SBR_CToR_32fc32f_D2L(const Qor32fc* const* ppSrc, Qor32f* pDst,
+                                                       const Qor32f* pWindow, Qor32s numLoop,
+                                                       QorsFilterSpec_SBR_32f* pSpec,
+                                                       Qor8u* pBuffer);
+QorStatus qorsSynthesisDownFilter_SBR_RToR_32f_D2L(const Qor32f* const* ppSrc, Qor32f* pDst,
+                                                   const Qor32f* pWindow, Qor32s numLoop,
+                                                   QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
+
 /* --- float predictors, parametric stereo, encoder --- */
 
 /*

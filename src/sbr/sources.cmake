@@ -1,7 +1,10 @@
 set(units
   psqmf.cpp
   sbr2.cpp
+  sbranalysis.cpp
   sbreqmf.cpp
   sbretnrestimate.cpp
   sbretrandetect.cpp
+  sbrqmf32f.cpp
+  sbrsynthesis.cpp
 )
