@@ -1512,8 +1512,8 @@ QorStatus qorsSynthesisDownFilterInit_SBR_RToR_32f(QorsFilterSpec_SBR_32f** ppSp
  *   RToC   X(k) = 2 * sum over n from 0 to 63 of u(n) exp(j pi/64 (k + 1/2)(2n - 1/2))
  *   RToR   X(k) = 2 * sum over n from 0 to 63 of u(n) cos(pi/64 (k + 1/2)(2n - 96))
  *
- * Sub-bands from `kx` on (0 to 32) are written as 0. pBuffer is scratch of pBufSize bytes. numLoop
- * below 1 is a success: nothing is done.
+ * Sub-bands from `kx` (0 to 32) on are written as 0. pBuffer is scratch of pBufSize bytes. numLoop
+ * below 1 is a success, tested after all else: nothing is done.
  *
  * The order of the checks differs on purpose. RToC_32f:
  *   qorStsNullPtrErr        pSpec, pWindow or pBuffer is null
@@ -1553,7 +1553,8 @@ QorStatus qorsAnalysisFilter_SBR_RToR_32f_D2L(const Qor32f* pSrc, Qor32f* const*
  *
  *   y(i) = sum over t from 0 to 9 of pWindow[N t + i] V_t(N (t mod 2) + i)
  *
- * pBuffer is scratch of pBufSize bytes. numLoop below 1 is a success: nothing is done.
+ * pBuffer is scratch of pBufSize bytes. numLoop below 1 is a success, tested after all else: nothing
+ * is done.
  *
  * The order of the checks differs on purpose. CToR_32f:
  *   qorStsNullPtrErr        pSpec, pWindow or pBuffer is null

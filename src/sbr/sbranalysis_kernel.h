@@ -1,12 +1,18 @@
 // The float QMF analysis at one instruction level; included by frame/levels.h only.
 
-namespace qmf {
+namespace qmfanalysis {
 
 #include "sbr/sbrqmf32f_lanes.h"
 
 constexpr int kBands = kQmfAnalysisBands;
 
 // --- history and window ------------------------------------------------------------------------
+
+template <int lanes>
+struct Reversed {
+    static constexpr int at(int i) { return lanes - 1 - i; }
+};
+QORAC_INLINE V reversed(V a) { return shuffle<Reversed<kMaxLanes>>(a, a); }
 
 // A vector for each group of the 64 places.
 struct Sums {
@@ -92,11 +98,11 @@ struct SplitRow {
     QORAC_INLINE void store(int k, V evenRe, V evenIm, V oddRe, V oddIm) const {
         V low, high;
         interleave<1>(evenRe, oddRe, low, high);
-        qmf::store(re + k, low);
-        qmf::store(re + k + kMaxLanes, high);
+        qmfanalysis::store(re + k, low);
+        qmfanalysis::store(re + k + kMaxLanes, high);
         interleave<1>(evenIm, oddIm, low, high);
-        qmf::store(im + k, low);
-        qmf::store(im + k + kMaxLanes, high);
+        qmfanalysis::store(im + k, low);
+        qmfanalysis::store(im + k + kMaxLanes, high);
     }
     QORAC_INLINE void clear(int from) const {
         for (int k = from; k < kBands; ++k) re[k] = im[k] = 0.0f;
@@ -113,8 +119,8 @@ struct ComplexRow {
         interleave<1>(oddRe, oddIm, odd[0], odd[1]);
         unrolled<2>([&](auto i) QORAC_INLINE_BODY {
             interleave<2>(even[i], odd[i], low, high);
-            qmf::store(p + 2 * i * kMaxLanes, low);
-            qmf::store(p + (2 * i + 1) * kMaxLanes, high);
+            qmfanalysis::store(p + 2 * i * kMaxLanes, low);
+            qmfanalysis::store(p + (2 * i + 1) * kMaxLanes, high);
         });
     }
     QORAC_INLINE void clear(int from) const {
@@ -186,30 +192,30 @@ QORAC_INLINE void analyse(const Qor32f* pSrc, const Qor32f* pWindow, Qor32s numL
     for (; l < numLoop; ++l) analyseSlots(l, std::integral_constant<int, 1>());
 }
 
-}  // namespace qmf
+}  // namespace qmfanalysis
 
 static void qmfAnalyseToSplit(const Qor32f* pSrc, Qor32f* const* ppDstRe, Qor32f* const* ppDstIm,
                               const Qor32f* pWindow, Qor32s numLoop, Qor32s kx,
                               QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer) {
-    qmf::analyse(pSrc, pWindow, numLoop, kx, *pSpec,
-                 static_cast<const QorsFFTSpec_C_32f*>(pSpec->pTransformSpec), pBuffer,
-                 [&](Qor32s l) {
-                     return qmf::SplitRow{ppDstRe[l], ppDstIm[l]};
-                 });
+    qmfanalysis::analyse(pSrc, pWindow, numLoop, kx, *pSpec,
+                         static_cast<const QorsFFTSpec_C_32f*>(pSpec->pTransformSpec), pBuffer,
+                         [&](Qor32s l) {
+                             return qmfanalysis::SplitRow{ppDstRe[l], ppDstIm[l]};
+                         });
 }
 
 static void qmfAnalyseToComplex(const Qor32f* pSrc, Qor32fc* const* ppDst, const Qor32f* pWindow,
                                 Qor32s numLoop, Qor32s kx, QorsFilterSpec_SBR_32f* pSpec,
                                 Qor8u* pBuffer) {
-    qmf::analyse(pSrc, pWindow, numLoop, kx, *pSpec,
-                 static_cast<const QorsFFTSpec_C_32f*>(pSpec->pTransformSpec), pBuffer,
-                 [&](Qor32s l) { return qmf::ComplexRow{ppDst[l]}; });
+    qmfanalysis::analyse(pSrc, pWindow, numLoop, kx, *pSpec,
+                         static_cast<const QorsFFTSpec_C_32f*>(pSpec->pTransformSpec), pBuffer,
+                         [&](Qor32s l) { return qmfanalysis::ComplexRow{ppDst[l]}; });
 }
 
 static void qmfAnalyseToReal(const Qor32f* pSrc, Qor32f* const* ppDst, const Qor32f* pWindow,
                              Qor32s numLoop, Qor32s kx, QorsFilterSpec_SBR_32f* pSpec,
                              Qor8u* pBuffer) {
-    qmf::analyse(pSrc, pWindow, numLoop, kx, *pSpec,
-                 static_cast<const QorsDCTInvSpec_32f*>(pSpec->pTransformSpec), pBuffer,
-                 [&](Qor32s l) { return qmf::RealRow{ppDst[l]}; });
+    qmfanalysis::analyse(pSrc, pWindow, numLoop, kx, *pSpec,
+                         static_cast<const QorsDCTInvSpec_32f*>(pSpec->pTransformSpec), pBuffer,
+                         [&](Qor32s l) { return qmfanalysis::RealRow{ppDst[l]}; });
 }

@@ -17,8 +17,8 @@
 struct QorsFilterSpec_SBR_32f {
     Qor32u id;
     Qor32f* pRing;
-    Qor32s ringPos;        // where the next slot goes
-    void* pTransformSpec;  // an FFT or DCT spec, only read
+    Qor32s ringPos;              // where the next slot goes
+    const void* pTransformSpec;  // an FFT or DCT spec
 };
 
 namespace qorac {
@@ -31,7 +31,7 @@ struct QmfBank32f {
     QmfTransform transform;
     Qor32s size;        // of the transform: order of an FFT, length of a DCT
     Qor32s ringLen;     // floats
-    Qor32s spareLen;    // floats behind the ring
+    Qor32s spareLen;    // floats behind the ring: part of the size, not used
     bool scratchFirst;  // pBuffer is tested with the spec, and kx before the data pointers
 };
 

@@ -1,6 +1,6 @@
 // The float QMF synthesis at one instruction level; included by frame/levels.h only.
 
-namespace qmf {
+namespace qmfsynthesis {
 
 #include "sbr/sbrqmf32f_lanes.h"
 
@@ -34,7 +34,7 @@ struct SplitRows {
     const Qor32f* const* im;
 
     QORAC_INLINE Parts load(Qor32s slot, int k) const {
-        return {qmf::load<V>(re[slot] + k), qmf::load<V>(im[slot] + k)};
+        return {qmfsynthesis::load<V>(re[slot] + k), qmfsynthesis::load<V>(im[slot] + k)};
     }
 };
 
@@ -43,7 +43,7 @@ struct ComplexRows {
 
     QORAC_INLINE Parts load(Qor32s slot, int k) const {
         const auto* const p = reinterpret_cast<const Qor32f*>(row[slot] + k);
-        const V low = qmf::load<V>(p), high = qmf::load<V>(p + kMaxLanes);
+        const V low = qmfsynthesis::load<V>(p), high = qmfsynthesis::load<V>(p + kMaxLanes);
         return {shuffle<EverySecond<0>>(low, high), shuffle<EverySecond<1>>(low, high)};
     }
 };
@@ -152,6 +152,25 @@ QORAC_INLINE void synthesiseReal(const Qor32f* pRow, Qor32f* pSlot, const QorsDC
 
 // --- window and runs of slots -------------------------------------------------------------------
 
+// The sums over ten rows of the window of its products with the history, whose samples for row t
+// stand at place(t).
+template <int bands, typename Place>
+QORAC_INLINE void windowed(const Qor32f* pWindow, Place place, V* sum) {
+    // As many sums as registers hold at every level.
+    constexpr int atOnce = vectors(bands) < 8 ? vectors(bands) : 8;
+    for (int first = 0; first < vectors(bands); first += atOnce) {
+        V part[atOnce] = {};
+        unrolled<10>([&](auto t) QORAC_INLINE_BODY {
+            const Qor32f* const w = pWindow + t * bands + first * kMaxLanes;
+            const Qor32f* const z = place(t) + first * kMaxLanes;
+            unrolled<atOnce>([&](auto v) QORAC_INLINE_BODY {
+                part[v] = mulAdd(load<V>(w + v * kMaxLanes), load<V>(z + v * kMaxLanes), part[v]);
+            });
+        });
+        unrolled<atOnce>([&](auto v) QORAC_INLINE_BODY { sum[first + v] = part[v]; });
+    }
+}
+
 // transform(l, p) makes the values of slot l at p.
 template <int bands, typename Transform>
 QORAC_INLINE void synthesiseRun(Qor32f* pDst, const Qor32f* pWindow, Qor32s numLoop,
@@ -165,7 +184,7 @@ QORAC_INLINE void synthesiseRun(Qor32f* pDst, const Qor32f* pWindow, Qor32s numL
             return bank.pRing + (at < ringLen ? at : at - ringLen) + bands * (tap % 2);
         };
         V sum[vectors(bands)];
-        windowed<10, bands>(pWindow, bands, place, sum);
+        windowed<bands>(pWindow, place, sum);
         unrolled<vectors(bands)>([&](auto v)
                                      QORAC_INLINE_BODY { store(pDst + v * kMaxLanes, sum[v]); });
         bank.ringPos = pos == 0 ? ringLen - slotLen : pos - slotLen;
@@ -196,27 +215,28 @@ QORAC_INLINE void synthesiseReal(const Qor32f* const* ppSrc, Qor32f* pDst, const
     });
 }
 
-}  // namespace qmf
+}  // namespace qmfsynthesis
 
 static void qmfSynthesiseSplit(const Qor32f* const* ppSrcRe, const Qor32f* const* ppSrcIm,
                                Qor32f* pDst, const Qor32f* pWindow, Qor32s numLoop, Qor32s bands,
                                QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer) {
-    qmf::synthesiseComplex(qmf::SplitRows{ppSrcRe, ppSrcIm}, pDst, pWindow, numLoop, bands, *pSpec,
-                           pBuffer);
+    qmfsynthesis::synthesiseComplex(qmfsynthesis::SplitRows{ppSrcRe, ppSrcIm}, pDst, pWindow,
+                                    numLoop, bands, *pSpec, pBuffer);
 }
 
 static void qmfSynthesiseComplex(const Qor32fc* const* ppSrc, Qor32f* pDst, const Qor32f* pWindow,
                                  Qor32s numLoop, Qor32s bands, QorsFilterSpec_SBR_32f* pSpec,
                                  Qor8u* pBuffer) {
-    qmf::synthesiseComplex(qmf::ComplexRows{ppSrc}, pDst, pWindow, numLoop, bands, *pSpec, pBuffer);
+    qmfsynthesis::synthesiseComplex(qmfsynthesis::ComplexRows{ppSrc}, pDst, pWindow, numLoop, bands,
+                                    *pSpec, pBuffer);
 }
 
 static void qmfSynthesiseReal(const Qor32f* const* ppSrc, Qor32f* pDst, const Qor32f* pWindow,
                               Qor32s numLoop, Qor32s bands, QorsFilterSpec_SBR_32f* pSpec,
                               Qor8u* pBuffer) {
     if (bands == 64) {
-        qmf::synthesiseReal<64>(ppSrc, pDst, pWindow, numLoop, *pSpec, pBuffer);
+        qmfsynthesis::synthesiseReal<64>(ppSrc, pDst, pWindow, numLoop, *pSpec, pBuffer);
     } else {
-        qmf::synthesiseReal<32>(ppSrc, pDst, pWindow, numLoop, *pSpec, pBuffer);
+        qmfsynthesis::synthesiseReal<32>(ppSrc, pDst, pWindow, numLoop, *pSpec, pBuffer);
     }
 }

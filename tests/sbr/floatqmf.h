@@ -28,8 +28,8 @@ struct QmfSizes {
     bool operator==(const QmfSizes&) const = default;
 };
 
-// Rows of N sub-bands, each with one element behind it that no bank may touch, the last of which
-// ends at a guard page.
+// Rows of N sub-bands, each with one element before it that no bank may touch; the last row ends at
+// a guard page.
 template <typename T>
 class Rows {
   public:
