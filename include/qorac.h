@@ -1184,6 +1184,83 @@ QorStatus qorsLtpUpdate_AAC_32s(const Qor32s* pSpectrum, Qor32s* pHistory, Qor32
 
 /* ================================================================ AAC prediction ============ */
 
+/*
+ * Frequency-domain prediction of the AAC Main profile (ISO/IEC 13818-7, clause "Prediction"): for
+ * each spectral line a backward-adaptive lattice predictor of second order, in 32-bit floats. The
+ * encoder takes each line's estimate off its coefficient; the decoder adds it. Both adapt to the
+ * reconstructed spectrum alone, so no coefficients travel. Each operation is rounded on its own, the
+ * estimate is rounded and the state cut to 16 bits of each float: as long as both sides see the same
+ * spectra they stay in step to the bit, on any machine.
+ *
+ * A state belongs to one channel. It holds for `len` lines two correlations, two energies and two
+ * delayed values, after a reset 0, 1 and 0. An energy below 2, in units of the spectrum given,
+ * predicts nothing. A state cannot be moved or copied, and is for one thread at a time.
+ */
+
+/*
+ * GetSize: bytes of the memory of a state, len * 24 + 288.
+ *   qorStsNullPtrErr        pSize is null
+ *   qorStsSizeErr           len is below 1, or the size beyond 32 bits
+ */
+QorStatus qorsFDPGetSize_32f(Qor32s len, Qor32s* pSize);
+
+/*
+ * Init builds a state in `pMem`, reset, at the first multiple of 32 bytes, and stores its place in
+ * *ppState. It needs no Free.
+ *   qorStsNullPtrErr        ppState or pMem is null
+ *   qorStsSizeErr           as above
+ */
+QorStatus qorsFDPInit_32f(QorsFDPState_32f** ppState, Qor32s len, Qor8u* pMem);
+
+/*
+ * InitAlloc does the same in memory of its own.
+ *   qorStsNullPtrErr        ppState is null
+ *   qorStsSizeErr           as above
+ *   qorStsMemAllocErr       the allocation failed
+ */
+QorStatus qorsFDPInitAlloc_32f(QorsFDPState_32f** ppState, Qor32s len);
+
+/*
+ * Free ends a state: no function accepts it any more. What InitAlloc allocated is released.
+ *   qorStsNullPtrErr        pState is null
+ *   qorStsContextMatchErr   pState is not a state
+ */
+QorStatus qorsFDPFree_32f(QorsFDPState_32f* pState);
+
+/*
+ * Resets of all lines, as a block of short windows asks; of the lines startLine, startLine +
+ * resetGroupStep and so on below len, which may be none (predictor_reset: a step of 30 from
+ * predictor_reset_group_number - 1); and of the bands b with pResetFlag[b] not 0, lines
+ * pBandOffset[b] to pBandOffset[b + 1] - 1.
+ *   pBandOffset  numBands + 1 rising offsets from 0 to len
+ * Errors, in order: qorStsNullPtrErr; qorStsSizeErr, startLine below 0 or numBands below 1;
+ * qorStsStepErr, resetGroupStep below 1; qorStsContextMatchErr, pState is not a state.
+ */
+QorStatus qorsFDPReset_32f(QorsFDPState_32f* pState);
+QorStatus qorsFDPResetGroup_32f(Qor32s resetGroupStep, Qor32s startLine, QorsFDPState_32f* pState);
+QorStatus qorsFDPResetSfb_32f(const Qor32s* pBandOffset, Qor32s numBands, const Qor8u* pResetFlag,
+                              QorsFDPState_32f* pState);
+
+/*
+ * Encoder side: pDst[i] = pSrc[i] - estimate for all `len` lines, which adapt to pSrc. pSrc and pDst
+ * are the same or do not overlap.
+ * Errors, in order: qorStsNullPtrErr; qorStsContextMatchErr, pState is not a state.
+ * Success: qorStsNoErr; qorStsAlignmentWarn when pSrc or pDst is not on a 16-byte boundary.
+ */
+QorStatus qorsFDPFwd_32f(const Qor32f* pSrc, Qor32f* pDst, QorsFDPState_32f* pState);
+
+/*
+ * Decoder side, in place: adds the estimate to the lines of the bands b with pPredictionUsed[b] not
+ * 0; the lines of other bands keep their value. All lines of the bands adapt to what then stands
+ * there, lines outside the bands are left alone.
+ *   pBandOffset  numBands + 1 rising offsets from 0 to len
+ * Errors, in order: qorStsNullPtrErr; qorStsSizeErr, numBands below 1; qorStsContextMatchErr, pState
+ * is not a state. Success: qorStsNoErr; qorStsAlignmentWarn when pSrcDst is not on a 16-byte
+ * boundary.
+ */
+QorStatus qorsFDPInv_32f_I(Qor32f* pSrcDst, const Qor32s* pBandOffset, Qor32s numBands,
+                           const Qor8u* pPredictionUsed, QorsFDPState_32f* pState);
+
 /* ================================================================ MP3 encoding ============== */
 
 /* --- analysis, psychoacoustics --- */

@@ -10,4 +10,5 @@ set(units
   aacmdctoverlap.cpp
   aacpow32s.cpp
   aacunpck.cpp
+  fdp.cpp
 )
