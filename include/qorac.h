@@ -740,6 +740,64 @@ QorStatus qorsSynthPQMF_MP3_32s16s(const Qor32s* pSrcY, Qor16s* pDstAudioOut, Qo
 
 /* ================================================================ MP3 float filter banks ==== */
 
+/*
+ * The 32-band polyphase filter banks of ISO 11172-3 (Annex C.1.3 and clause 2.4.3.2) in 32-bit
+ * floats. Unlike the integer banks they keep their history in a context, one for each channel and
+ * direction. A call moves 32 samples:
+ *
+ *   analysis    S(k) = sum over i from 0 to 63 of cos((2k + 1)(i - 16) pi / 64) Y(i),
+ *               Y(i) = sum over j from 0 to 7 of C(i + 64 j) X(i + 64 j),
+ *               X being the last 512 samples times 1/32768, the newest first, and C the analysis
+ *               window in the signs of the synthesis window: 16-bit samples give sub-bands of about 1
+ *   synthesis   the standard's V, U and W with a gain of 1
+ *
+ * Both together give their input times 1/32768, 481 samples later. The results lie within
+ * single-precision rounding of the formulas. A context is written by its filter, so it is for one
+ * thread at a time; it cannot be moved or copied.
+ *
+ * GetSize: bytes of the memory for a context, 2107.
+ *   qorStsNullPtrErr        pSize is null
+ */
+QorStatus qorsAnalysisFilterGetSize_PQMF_MP3_32f(Qor32s* pSize);
+QorStatus qorsSynthesisFilterGetSize_PQMF_MP3_32f(Qor32s* pSize);
+
+/*
+ * Init builds a context with a silent history in `pMemory`, at the first multiple of 16 bytes, and
+ * stores its place in *ppSpec. The functions also take the pointer that Init was given.
+ *   qorStsNullPtrErr        ppSpec or pMemory is null
+ */
+QorStatus qorsAnalysisFilterInit_PQMF_MP3_32f(QorsFilterSpec_PQMF_MP3_32f** ppSpec, Qor8u* pMemory);
+QorStatus qorsSynthesisFilterInit_PQMF_MP3_32f(QorsFilterSpec_PQMF_MP3_32f** ppSpec,
+                                               Qor8u* pMemory);
+
+/*
+ * InitAlloc does the same in memory of its own. The allocation must succeed: it is not tested.
+ *   qorStsNullPtrErr        ppSpec is null
+ */
+QorStatus qorsAnalysisFilterInitAlloc_PQMF_MP3_32f(QorsFilterSpec_PQMF_MP3_32f** ppSpec);
+QorStatus qorsSynthesisFilterInitAlloc_PQMF_MP3_32f(QorsFilterSpec_PQMF_MP3_32f** ppSpec);
+
+/*
+ * Free releases what InitAlloc allocated. A context made by Init stays as it is and can be used on.
+ *   qorStsNullPtrErr        pSpec is null
+ *   qorStsContextMatchErr   pSpec is not a context of this bank
+ */
+QorStatus qorsAnalysisFilterFree_PQMF_MP3_32f(QorsFilterSpec_PQMF_MP3_32f* pSpec);
+QorStatus qorsSynthesisFilterFree_PQMF_MP3_32f(QorsFilterSpec_PQMF_MP3_32f* pSpec);
+
+/*
+ * The filters. Sub-bands are 32 contiguous floats; the 32 samples stand `mode` apart, 1 or 2 for one
+ * or two interleaved channels, and the synthesis leaves what is between them alone. Input and output
+ * are the same or do not overlap. No pointer needs alignment.
+ *   qorStsNullPtrErr        a pointer is null
+ *   qorStsBadArgErr         mode is outside 1 to 2
+ *   qorStsContextMatchErr   pSpec is not a context of this bank
+ */
+QorStatus qorsAnalysisFilter_PQMF_MP3_32f(const Qor32f* pSrcAudio, Qor32f* pDstSubbands,
+                                          QorsFilterSpec_PQMF_MP3_32f* pSpec, Qor32s mode);
+QorStatus qorsSynthesisFilter_PQMF_MP3_32f(const Qor32f* pSrcSubbands, Qor32f* pDstAudio,
+                                           QorsFilterSpec_PQMF_MP3_32f* pSpec, Qor32s mode);
+
 /* ================================================================ AAC ======================= */
 
 /*

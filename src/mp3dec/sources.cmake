@@ -5,4 +5,5 @@ set(units
   mp3dpfilt.cpp
   mp3drqnt.cpp
   mp3dunpck.cpp
+  mp3pqmf.cpp
 )
