@@ -19,8 +19,7 @@ constexpr std::size_t kMaxAdifHeader = 8192;
 
 void AacAudio::start(const char* container, int objectType, int samplingRateIndex,
                      std::optional<AacLayout> layout) {
-    constexpr int kSsr = 3;
-    if (objectType == kSsr) throw std::runtime_error("the AAC SSR profile is not supported");
+    if (objectType == kAacSsr) throw std::runtime_error("the AAC SSR profile is not supported");
     container_ = container;
     objectType_ = objectType;
     samplingRateIndex_ = samplingRateIndex;
@@ -46,8 +45,6 @@ DecodeReport AacAudio::report() const {
                                std::to_string(audio.sampleRate) + " Hz");
     if (decoder_->sawCoupling())
         report.notes.push_back("coupling channels are not supported and were left out");
-    if (decoder_->sawPrediction())
-        report.notes.push_back("prediction is not supported and was left out");
     if (skipped_ > 0)
         report.notes.push_back(std::to_string(skipped_) + " bytes between frames were passed over");
     return report;

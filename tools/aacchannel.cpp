@@ -6,13 +6,72 @@ namespace {
 
 constexpr Qor16s kUnset = -32768;  // no scale factor, position or energy
 
+// swb_offset_long_window of the rates, as far as PRED_SFB_MAX of the Main profile.
+constexpr std::array<Qor32s, 34> kOffsets96000 = {
+    0,  4,  8,  12,  16,  20,  24,  28,  32,  36,  40,  44,  48,  52,  56,  64,  72,
+    80, 88, 96, 108, 120, 132, 144, 156, 172, 188, 212, 240, 276, 320, 384, 448, 512};
+constexpr std::array<Qor32s, 39> kOffsets64000 = {0,   4,   8,   12,  16,  20,  24,  28,  32,  36,
+                                                  40,  44,  48,  52,  56,  64,  72,  80,  88,  100,
+                                                  112, 124, 140, 156, 172, 192, 216, 240, 268, 304,
+                                                  344, 384, 424, 464, 504, 544, 584, 624, 664};
+constexpr std::array<Qor32s, 41> kOffsets48000 = {
+    0,   4,   8,   12,  16,  20,  24,  28,  32,  36,  40,  48,  56,  64,
+    72,  80,  88,  96,  108, 120, 132, 144, 160, 176, 196, 216, 240, 264,
+    292, 320, 352, 384, 416, 448, 480, 512, 544, 576, 608, 640, 672};
+constexpr std::array<Qor32s, 42> kOffsets24000 = {
+    0,   4,   8,   12,  16,  20,  24,  28,  32,  36,  40,  44,  52,  60,
+    68,  76,  84,  92,  100, 108, 116, 124, 136, 148, 160, 172, 188, 204,
+    220, 240, 260, 284, 308, 336, 364, 396, 432, 468, 508, 552, 600, 652};
+constexpr std::array<Qor32s, 38> kOffsets16000 = {
+    0,   8,   16,  24,  32,  40,  48,  56,  64,  72,  80,  88,  100, 112, 124, 136, 148, 160, 172,
+    184, 196, 212, 228, 244, 260, 280, 300, 320, 344, 368, 396, 424, 456, 492, 532, 572, 616, 664};
+constexpr std::array<Qor32s, 35> kOffsets8000 = {
+    0,   12,  24,  36,  48,  60,  72,  84,  96,  108, 120, 132, 144, 156, 172, 188, 204, 220,
+    236, 252, 268, 288, 308, 328, 348, 372, 396, 420, 448, 476, 508, 544, 580, 620, 664};
+
 bool isSpectrumBook(int codeBook) { return codeBook >= 1 && codeBook <= 11; }
+
+void decodeMidSideExactly(AacChannel& left, AacChannel& right, const Qor8u* mask) {
+    const std::span<const Qor32s> offsets = aacPredictedBands(right.info.samplingRateIndex);
+    const int count = std::min(right.ics.max_sfb, static_cast<Qor32s>(offsets.size() - 1));
+    for (int sfb = 0; sfb < count; ++sfb) {
+        if (mask[sfb] == 0 || right.codeBook[sfb] >= AacChannel::kNoiseBook) continue;
+        for (Qor32s k = offsets[sfb]; k < offsets[sfb + 1]; ++k) {
+            const Qor32f mid = left.exactLines[k], side = right.exactLines[k];
+            left.exactLines[k] = mid + side;
+            right.exactLines[k] = mid - side;
+        }
+    }
+}
 
 }  // namespace
 
+std::span<const Qor32s> aacPredictedBands(int samplingRateIndex) {
+    switch (samplingRateIndex) {
+        case 0:
+        case 1:
+            return kOffsets96000;
+        case 2:
+            return kOffsets64000;
+        case 3:
+        case 4:
+        case 5:
+            return kOffsets48000;
+        case 6:
+        case 7:
+            return kOffsets24000;
+        case 8:
+        case 9:
+        case 10:
+            return kOffsets16000;
+        default:
+            return kOffsets8000;
+    }
+}
+
 Qor32s AacSetup::predictedBands() const {
-    constexpr Qor32s kPredSfbMax[12] = {33, 33, 38, 40, 40, 40, 41, 41, 37, 37, 37, 34};
-    return objectType == 1 ? kPredSfbMax[samplingRateIndex] : 0;
+    if (objectType != kAacMain) return 0;
+    return static_cast<Qor32s>(aacPredictedBands(samplingRateIndex).size() - 1);
 }
 
 // The library runs scale factors and noise energies as one chain, which may leave the range of 0 to
@@ -39,7 +98,19 @@ bool AacChannel::decode(AacCursor& cursor, const AacSetup& setup, QorAACMainHead
     cursor.putByte(gain);
     cursor.seek(end);
     if (status != qorStsNoErr || !cursor.inside() || ics.max_sfb > info.numSwb) return false;
-    return separateNoise(gain);
+    if (!commonWindow) ltp = mainHeader.ltp[0];
+    hasExactLines = setup.objectType == kAacMain && !isShort();
+    return predictionIsSound(setup) && separateNoise(gain);
+}
+
+// Lines can be predicted in the Main profile only, which resets one of 30 groups of them at a time,
+// and the rest in LTP only.
+bool AacChannel::predictionIsSound(const AacSetup& setup) const {
+    if (ics.predictor_data_present == 0) return true;
+    const int group = ics.predictor_reset_group_number;
+    if (setup.objectType == kAacMain)
+        return ics.predictor_reset == 0 || (group >= 1 && group <= 30);
+    return setup.objectType == kAacLtp;
 }
 
 QorStatus AacChannel::decodeNoiseless(AacCursor& cursor, const AacSetup& setup,
@@ -86,9 +157,26 @@ bool AacChannel::separateNoise(int gain) {
 }
 
 bool AacChannel::dequantize() {
-    return qorsQuantInv_AAC_32s_I(spectrum.data(), scaleFactor.data(), ics.num_window_groups,
-                                  ics.window_group_length, ics.max_sfb, codeBook.data(),
-                                  info.samplingRateIndex, info.winLen) == qorStsNoErr;
+    std::array<Qor16s, kPredictedLines> quantized;
+    if (hasExactLines) std::copy_n(spectrum.begin(), quantized.size(), quantized.begin());
+    if (qorsQuantInv_AAC_32s_I(spectrum.data(), scaleFactor.data(), ics.num_window_groups,
+                               ics.window_group_length, ics.max_sfb, codeBook.data(),
+                               info.samplingRateIndex, info.winLen) != qorStsNoErr)
+        return false;
+    if (hasExactLines) dequantizeExactly(quantized);
+    return true;
+}
+
+// Bands without values of their own hold zeros here.
+void AacChannel::dequantizeExactly(const std::array<Qor16s, kPredictedLines>& quantized) {
+    constexpr int kScaleFactorOffset = 100;
+    const std::span<const Qor32s> offsets = aacPredictedBands(info.samplingRateIndex);
+    const int count = std::min(ics.max_sfb, static_cast<Qor32s>(offsets.size() - 1));
+    std::array<Qor32f, 41> gains;
+    qorsPow43_16s32f(quantized.data(), exactLines.data(), kPredictedLines);
+    if (count == 0) return;
+    qorsCalcSF_16s32f(scaleFactor.data(), kScaleFactorOffset, gains.data(), count);
+    qorsScale_32f_I(exactLines.data(), gains.data(), offsets.data(), count);
 }
 
 // Grouped order to window order.
@@ -108,26 +196,40 @@ bool AacChannel::shapeNoise() {
                                    kProfile, info.samplingRateIndex, info.winLen) == qorStsNoErr;
 }
 
-void aacDecodeStereo(AacChannel& left, AacChannel& right, const QorAACChanPairElt& pair) {
+void AacChannel::flattenNoise(Qor32s* otherSpectrum) const {
+    if (info.tns_data_present == 0) return;
+    constexpr Qor32s kProfile = 1;
+    qorsEncodeTNS_AAC_32s_I(otherSpectrum, info.n_filt, info.length, info.order, info.coef_res,
+                            tnsCoef.data(), info.direction, ics.max_sfb, kProfile,
+                            info.samplingRateIndex, info.winLen);
+}
+
+void aacDecodeMidSide(AacChannel& left, AacChannel& right, const QorAACChanPairElt& pair) {
     const QorAACIcsInfo& ics = right.ics;
     const auto& info = right.info;
     if (info.winLen != left.info.winLen) return;
-    if (pair.ms_mask_present == 1 || pair.ms_mask_present == 2) {
-        // The library looks at the right channel's code books: noise in the left one is taken out
-        // of the mask here. A mask of all bands does not concern intensity bands.
-        Qor8u mask[8][60] = {};
-        for (int g = 0, i = 0; g < ics.num_window_groups; ++g) {
-            for (int sfb = 0; sfb < ics.max_sfb; ++sfb, ++i) {
-                const bool intensity = right.codeBook[i] >= AacChannel::kIntensityBook;
-                mask[g][sfb] = pair.ms_used[g][sfb] && left.codeBook[i] != AacChannel::kNoiseBook &&
-                               !(intensity && pair.ms_mask_present == 2);
-            }
+    if (pair.ms_mask_present != 1 && pair.ms_mask_present != 2) return;
+    // The library looks at the right channel's code books: noise in the left one is taken out of the
+    // mask here. A mask of all bands does not concern intensity bands.
+    Qor8u mask[8][60] = {};
+    for (int g = 0, i = 0; g < ics.num_window_groups; ++g) {
+        for (int sfb = 0; sfb < ics.max_sfb; ++sfb, ++i) {
+            const bool intensity = right.codeBook[i] >= AacChannel::kIntensityBook;
+            mask[g][sfb] = pair.ms_used[g][sfb] && left.codeBook[i] != AacChannel::kNoiseBook &&
+                           !(intensity && pair.ms_mask_present == 2);
         }
-        qorsDecodeMsStereo_AAC_32s_I(left.spectrum.data(), right.spectrum.data(), 1, mask,
-                                     right.codeBook.data(), ics.num_window_groups,
-                                     ics.window_group_length, ics.max_sfb, info.samplingRateIndex,
-                                     info.winLen);
     }
+    qorsDecodeMsStereo_AAC_32s_I(left.spectrum.data(), right.spectrum.data(), 1, mask,
+                                 right.codeBook.data(), ics.num_window_groups,
+                                 ics.window_group_length, ics.max_sfb, info.samplingRateIndex,
+                                 info.winLen);
+    if (left.hasExactLines && right.hasExactLines) decodeMidSideExactly(left, right, mask[0]);
+}
+
+void aacDecodeIntensity(const AacChannel& left, AacChannel& right) {
+    const QorAACIcsInfo& ics = right.ics;
+    const auto& info = right.info;
+    if (info.winLen != left.info.winLen) return;
     qorsDecodeIsStereo_AAC_32s(left.spectrum.data(), right.spectrum.data(),
                                right.scaleFactor.data(), right.codeBook.data(),
                                ics.num_window_groups, ics.window_group_length, ics.max_sfb,

@@ -132,12 +132,9 @@ bool AacDecoder::parseSingle(AacElementId id) {
     if (slot == nullptr || !decodeChannel(stream, false)) return false;
     protected_.push_back({begin, cursor_.position(), 192});
     if (!stream.dequantize()) return false;
+    predictLines(stream, slot->place[0]);
     QorAACChanPairElt noPair{};
-    stream.deinterleave();
-    fillNoise(stream, 0, noPair);
-    if (!stream.shapeNoise()) return false;
-    deliver(stream, slot->place[0]);
-    return true;
+    return finish(stream, 0, noPair, slot->place[0]);
 }
 
 bool AacDecoder::parsePair() {
@@ -151,7 +148,11 @@ bool AacDecoder::parsePair() {
                                       setup_.objectType) != qorStsNoErr)
         return false;
     const bool common = pair.common_window != 0;
-    if (common) right.ics = left.ics;
+    if (common) {
+        right.ics = left.ics;
+        left.ltp = mainHeader_.ltp[0];
+        right.ltp = mainHeader_.ltp[1];
+    }
     if (pair.ms_mask_present != 1)
         for (auto& row : pair.ms_used)
             std::fill(std::begin(row), std::end(row), Qor8u(pair.ms_mask_present == 2));
@@ -163,19 +164,15 @@ bool AacDecoder::parsePair() {
     protected_.push_back({second, cursor_.position(), 128});
 
     if (!left.dequantize() || !right.dequantize()) return false;
-    aacDecodeStereo(left, right, pair);
+    aacDecodeMidSide(left, right, pair);
+    predictLines(left, slot->place[0]);
+    predictLines(right, slot->place[1]);
+    aacDecodeIntensity(left, right);
     // Only noise that the left channel has too can be shared.
     for (int g = 0, i = 0; common && g < left.ics.num_window_groups; ++g)
         for (int sfb = 0; sfb < left.ics.max_sfb; ++sfb, ++i)
             if (left.codeBook[i] != AacChannel::kNoiseBook) pair.ms_used[g][sfb] = 0;
-    left.deinterleave();
-    right.deinterleave();
-    fillNoise(left, 0, pair);
-    fillNoise(right, 1, pair);
-    if (!left.shapeNoise() || !right.shapeNoise()) return false;
-    deliver(left, slot->place[0]);
-    deliver(right, slot->place[1]);
-    return true;
+    return finish(left, 0, pair, slot->place[0]) && finish(right, 1, pair, slot->place[1]);
 }
 
 bool AacDecoder::parseProgramConfig() {
@@ -270,9 +267,7 @@ bool AacDecoder::skipDifferences(int count) {
 }
 
 bool AacDecoder::decodeChannel(AacChannel& channel, bool commonWindow) {
-    const bool good = channel.decode(cursor_, setup_, mainHeader_, commonWindow);
-    sawPrediction_ = sawPrediction_ || (good && channel.ics.predictor_data_present != 0);
-    return good;
+    return channel.decode(cursor_, setup_, mainHeader_, commonWindow);
 }
 
 // The place of an element in the layout, nothing when the layout has none left.
@@ -287,7 +282,21 @@ const AacSlot* AacDecoder::takeSlot(AacElementId id, int tag) {
     return nullptr;
 }
 
-// --- noise and synthesis ------------------------------------------------------------------------
+// --- prediction and noise -----------------------------------------------------------------------
+
+void AacDecoder::predictLines(AacChannel& stream, int place) {
+    if (setup_.objectType == kAacMain) output_[place].lines.run(stream);
+}
+
+// What follows stereo, on a channel in grouped order.
+bool AacDecoder::finish(AacChannel& stream, int channel, QorAACChanPairElt& pair, int place) {
+    stream.deinterleave();
+    fillNoise(stream, channel, pair);
+    output_[place].longTerm.run(stream, output_[place].windowShape);
+    if (!stream.shapeNoise()) return false;
+    deliver(stream, place);
+    return true;
+}
 
 // Noise substitution, window by window: a call of its own for each short window, with the rows of
 // its group. `channel` is 0 or 1 in a pair, whose two channels share the noise of the bands in the
@@ -298,7 +307,9 @@ void AacDecoder::fillNoise(AacChannel& stream, int channel, QorAACChanPairElt& p
     if (std::find(books, books + stream.bands(), AacChannel::kNoiseBook) == books + stream.bands())
         return;
     constexpr Qor32s kOneWindow = 1;
+    // Bands of noise lose their flag of long-term prediction.
     std::array<Qor32s, 52> ltpFlag{};
+    if (!stream.isShort()) std::copy_n(stream.ltp.ltp_long_used, 41, ltpFlag.begin());
     for (int g = 0, window = 0; g < ics.num_window_groups; ++g) {
         for (int w = 0; w < ics.window_group_length[g]; ++w, ++window) {
             qorsDecodeMsPNS_AAC_32s(
@@ -308,6 +319,7 @@ void AacDecoder::fillNoise(AacChannel& stream, int channel, QorAACChanPairElt& p
                 &noiseSeed_, channel, &pair.ms_used[g], &noiseState_[window * 51]);
         }
     }
+    if (!stream.isShort()) std::copy_n(ltpFlag.begin(), 41, stream.ltp.ltp_long_used);
 }
 
 // Hands a finished spectrum to its place in the output.
@@ -338,6 +350,9 @@ void AacDecoder::synthesize(std::vector<std::int16_t>& pcm) {
         } else {
             output.spectrum = output.next;
         }
+        if (setup_.objectType == kAacLtp)
+            output.longTerm.update(output.next.data(), output.nextSequence, output.nextShape,
+                                   output.windowShape);
         // Mono and stereo go straight to their places.
         std::array<Qor16s, kSamples> planar;
         const bool direct = count <= 2;

@@ -1,10 +1,10 @@
-// Decodes AAC raw data blocks of ISO/IEC 13818-7 and 14496-3, object types Main (without
-// prediction), LC and LTP (without long-term prediction), through qorac.
+// Decodes AAC raw data blocks of ISO/IEC 13818-7 and 14496-3, object types Main, LC and LTP, through
+// qorac.
 //
 // This is the control flow that a user of the library writes: copy it. The class takes ADTS frames
 // or bare raw data blocks and keeps what lasts from block to block: the layout of the channels, and
-// per channel the overlap and the shape of the last window. Finding the frames is the business of
-// aacstream.h.
+// per channel the overlap, the shape of the last window and the predictors. Finding the frames is
+// the business of aacstream.h.
 #pragma once
 
 #include <array>
@@ -17,6 +17,7 @@
 #include "aacchannel.h"
 #include "aaccursor.h"
 #include "aacheader.h"
+#include "aacprediction.h"
 #include "qorac.h"
 
 class AacDecoder {
@@ -52,12 +53,13 @@ class AacDecoder {
     // What the stream asks for and does not get.
     bool sawSbr() const { return sawSbr_; }
     bool sawCoupling() const { return sawCoupling_; }
-    bool sawPrediction() const { return sawPrediction_; }
 
   private:
     // What stands at one place of the output.
     struct Output {
         std::array<Qor32s, kSamples> overlap{};
+        AacLinePredictor lines;
+        AacLongTermPredictor longTerm;
         Qor32s windowShape = 0;                   // of the last block
         Qor32s windowSequence = 0;                // of the last block
         std::array<Qor32s, kSamples> spectrum{};  // of the last block that was not damaged
@@ -82,6 +84,8 @@ class AacDecoder {
     bool skipDifferences(int count);
 
     bool decodeChannel(AacChannel& channel, bool commonWindow);
+    void predictLines(AacChannel& stream, int place);
+    bool finish(AacChannel& stream, int channel, QorAACChanPairElt& pair, int place);
     void fillNoise(AacChannel& stream, int channel, QorAACChanPairElt& pair);
     void deliver(const AacChannel& stream, int place);
     const AacSlot* takeSlot(AacElementId id, int tag);
@@ -96,7 +100,7 @@ class AacDecoder {
     std::array<Output, 8> output_;
     Qor32s noiseSeed_ = 1;
     std::array<Qor32s, 8 * 51> noiseState_{};
-    bool sawSbr_ = false, sawCoupling_ = false, sawPrediction_ = false;
+    bool sawSbr_ = false, sawCoupling_ = false;
 
     // The block in hand.
     AacCursor cursor_;

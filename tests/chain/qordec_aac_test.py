@@ -26,6 +26,11 @@ SWEEP = "sin(2*PI*(200+150*t)*t)"
 STEREO = (f"aevalsrc=0.35*{SWEEP}+0.5*(random(0)-0.5)*exp(-40*mod(t\\,0.31))"
           f"|0.3*{SWEEP}+0.2*(random(1)-0.5)*exp(-9*mod(t\\,0.5)):s=48000:d={{seconds}}")
 NOISE = "anoisesrc=d={seconds}:r=48000:a=0.3:seed=5"
+# Sounds that repeat: steady tones, and two trains of short ringing pulses.
+TONES = ("aevalsrc=0.3*sin(2*PI*440*t)+0.2*sin(2*PI*1320*t)+0.1*sin(2*PI*3000*t)"
+         "|0.3*sin(2*PI*550*t)+0.1*sin(2*PI*2200*t):s=48000:d={seconds}")
+PULSES = ("aevalsrc=0.6*exp(-60*mod(t\\,0.01))*sin(2*PI*900*mod(t\\,0.01))+0.2*sin(2*PI*330*t)"
+          "|0.5*exp(-90*mod(t\\,0.0123))*sin(2*PI*700*mod(t\\,0.0123)):s=48000:d={seconds}")
 
 
 def run(*command, **options):
@@ -54,6 +59,58 @@ def adts_frame(header, blocks):
     head[5] = (size & 7) << 5 | 0x1F
     head[6] = 0xFC | len(blocks) - 1
     return bytes(head) + body
+
+
+def bit_string(data):
+    return "".join(f"{byte:08b}" for byte in data)
+
+
+def first_ics_info(block):
+    """Of the first element of a block of bits: whether it is a pair with a common window, whether its windows
+    are short ones, max_sfb and the place of predictor_data_present; nothing in front of other elements."""
+    element = int(block[:3], 2)
+    if element > 1:
+        return None
+    common = element == 1 and block[7] == "1"
+    at = 8 if element == 1 else 7
+    if not common:
+        at += 8  # global_gain
+    return common, block[at + 1:at + 3] == "10", int(block[at + 4:at + 10], 2), at + 10
+
+
+def line_prediction(frame):
+    """Whether the first element of a frame of the Main profile resets predictors, and how many of its bands
+    are predicted."""
+    block = bit_string(frame[7:])
+    info = first_ics_info(block)
+    if info is None or info[1] or block[info[3]] == "0":
+        return False, 0
+    reset = block[info[3] + 1] == "1"
+    flags = info[3] + (7 if reset else 2)
+    bands = (33, 33, 38, 40, 40, 40, 41, 41, 37, 37, 37, 34)[frame[2] >> 2 & 15]
+    return reset, block[flags:flags + min(info[2], bands)].count("1")
+
+
+def with_long_term_prediction(frame, generator):
+    """A frame of object type LTP out of an LC one. Most channels with long windows are predicted; not so pairs
+    without a common window, for which ffmpeg keeps the prediction of the block before."""
+    block = bit_string(frame[7:])
+    info = first_ics_info(block)
+    if info is not None and not info[1] and (info[0] or block[:3] == "000"):
+        common, _, max_sfb, at = info
+        assert block[at] == "0"
+        fields = "1"
+        for _ in range(2 if common else 1):
+            if generator.random() < 0.3:
+                fields += "0"
+                continue
+            fields += f"1{generator.randrange(2048):011b}{generator.choice((0, 0, 1, 2, 7)):03b}"
+            fields += "".join(generator.choice("01") for _ in range(min(max_sfb, 40)))
+        block = block[:at] + fields + block[at + 1:]
+    block += "0" * (-len(block) % 8)
+    header = bytearray(frame[:7])
+    header[2] |= 3 << 6
+    return adts_frame(bytes(header), [int(block, 2).to_bytes(len(block) // 8, "big")])
 
 
 class Bits:
@@ -187,6 +244,38 @@ class QordecAac(unittest.TestCase):
                         ("-b:a", "96k", "-aac_coder", "fast"), ("-b:a", "96k", "-profile:a", "mpeg2_aac_low")):
             with self.subTest(options=options):
                 self.compare(self.encode("-ar", 44100, "-aac_pns", 0, *options))
+
+    def test_main_profile_prediction(self):
+        resets = shorts = 0
+        for source, options in ((TONES, ("-b:a", "64k")), (TONES, ("-b:a", "160k", "-ac", 1)),
+                                (PULSES, ("-b:a", "256k")), (PULSES, ("-b:a", "96k", "-ar", 24000)),
+                                (STEREO, ("-b:a", "128k", "-ar", 44100)), (STEREO, ("-b:a", "48k", "-ar", 16000))):
+            with self.subTest(source=source, options=options):
+                data = self.encode("-profile:a", "aac_main", "-aac_pns", 0, *options, source=source)
+                self.assertIn("AAC Main in ADTS", self.compare(data)[2])
+                frames = list(adts_frames(data))
+                predictions = [line_prediction(frame) for frame in frames]
+                self.assertGreater(sum(bands for _, bands in predictions), 2 * len(frames))
+                resets += sum(reset for reset, _ in predictions)
+                infos = [first_ics_info(bit_string(frame[7:])) for frame in frames]
+                shorts += sum(info is not None and info[1] for info in infos)
+        self.assertGreater(resets, 50)
+        self.assertGreater(shorts, 5)
+
+    def test_long_term_prediction(self):
+        """The encoder writes streams of this type, but hardly ever predicts: a writer adds what it leaves out."""
+        generator = random.Random(3)
+        for source, options in ((TONES, ("-b:a", "64k", "-aac_ms", 1, "-aac_is", 0)), (PULSES, ("-b:a", "64k", "-ac", 1)),
+                                (STEREO, ("-b:a", "64k", "-aac_is", 1)), (STEREO, ("-b:a", "128k", "-ar", 44100)),
+                                (STEREO, ("-b:a", "64k", "-ac", 1, "-ar", 16000))):
+            with self.subTest(source=source, options=options):
+                data = self.encode("-profile:a", "aac_ltp", "-strict", -2, "-aac_pns", 0, *options, source=source)
+                self.assertIn("AAC LTP in ADTS", self.compare(data)[2])
+                plain = list(adts_frames(self.encode("-aac_pns", 0, *options, source=source)))
+                predicted = [with_long_term_prediction(frame, generator) for frame in plain]
+                longer = sum(len(a) > len(b) for a, b in zip(predicted, plain))
+                self.assertGreater(longer, len(plain) / 3)
+                self.assertIn("AAC LTP in ADTS", self.compare(b"".join(predicted))[2])
 
     def test_channel_layouts(self):
         mixes = ["0.5*c0+0.2*c1", "0.7*c1", "0.4*c0-0.3*c1", "0.3*c0+0.5*c1", "0.1*c0+0.6*c1", "0.8*c0-0.1*c1"]

@@ -106,6 +106,17 @@ struct Pulse {
     std::vector<int> offset, amp;
 };
 
+// Flags of bands; resetGroup 0 stands for no reset.
+struct LinePrediction {
+    int resetGroup;
+    std::vector<int> used;
+};
+
+struct LongTermPrediction {
+    int lag, coefIndex;
+    std::vector<int> used;
+};
+
 struct Channel {
     int globalGain = 0;
     int windowSequence = 0;
@@ -117,6 +128,8 @@ struct Channel {
     std::vector<int> spectrum;  // grouped order, before the pulses
     std::optional<Pulse> pulse;
     std::optional<std::vector<TnsWindow>> tns;
+    std::optional<LinePrediction> linePrediction;  // long blocks of object type 1
+    std::optional<LongTermPrediction> longTerm;    // long blocks of other types
 
     bool isShort() const { return windowSequence == 2; }
 };
@@ -235,7 +248,21 @@ inline Channel randomChannel(test::Random& random, Bands longBands, Bands shortB
 
 // --- writing ----------------------------------------------------------------------------------
 
-inline void putIcsInfo(BitWriter& out, const Channel& channel) {
+inline void putFlags(BitWriter& out, const std::vector<int>& flags, int count) {
+    for (int i = 0; i < std::min(count, int(flags.size())); ++i)
+        out.put(std::uint32_t(flags[std::size_t(i)]), 1);
+}
+
+inline void putLongTerm(BitWriter& out, const Channel& channel) {
+    out.put(channel.longTerm ? 1 : 0, 1);
+    if (!channel.longTerm) return;
+    out.put(std::uint32_t(channel.longTerm->lag), 11);
+    out.put(std::uint32_t(channel.longTerm->coefIndex), 3);
+    putFlags(out, channel.longTerm->used, channel.maxSfb);
+}
+
+// `second` is the right channel of a common window, whose long-term prediction stands here too.
+inline void putIcsInfo(BitWriter& out, const Channel& channel, const Channel* second = nullptr) {
     out.put(0, 1);
     out.put(std::uint32_t(channel.windowSequence), 2);
     out.put(std::uint32_t(channel.windowShape), 1);
@@ -244,7 +271,17 @@ inline void putIcsInfo(BitWriter& out, const Channel& channel) {
         out.put(std::uint32_t(grouping(channel)), 7);
     } else {
         out.put(std::uint32_t(channel.maxSfb), 6);
-        out.put(0, 1);
+        const bool longTerm = channel.longTerm || (second != nullptr && second->longTerm);
+        out.put(channel.linePrediction || longTerm ? 1 : 0, 1);
+        if (channel.linePrediction) {
+            const int group = channel.linePrediction->resetGroup;
+            out.put(group != 0 ? 1 : 0, 1);
+            if (group != 0) out.put(std::uint32_t(group), 5);
+            putFlags(out, channel.linePrediction->used, channel.maxSfb);
+        } else if (longTerm) {
+            putLongTerm(out, channel);
+            if (second != nullptr) putLongTerm(out, *second);
+        }
     }
 }
 
