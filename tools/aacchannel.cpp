@@ -1,6 +1,7 @@
 #include "aacchannel.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -28,6 +29,9 @@ constexpr std::array<Qor32s, 38> kOffsets16000 = {
 constexpr std::array<Qor32s, 35> kOffsets8000 = {
     0,   12,  24,  36,  48,  60,  72,  84,  96,  108, 120, 132, 144, 156, 172, 188, 204, 220,
     236, 252, 268, 288, 308, 328, 348, 372, 396, 420, 448, 476, 508, 544, 580, 620, 664};
+
+constexpr Qor64s kLowest = std::numeric_limits<Qor32s>::min(),
+                 kHighest = std::numeric_limits<Qor32s>::max();
 
 bool isSpectrumBook(int codeBook) { return codeBook >= 1 && codeBook <= 11; }
 
@@ -156,13 +160,26 @@ bool AacChannel::separateNoise(int gain) {
     return true;
 }
 
+// The library's steps end at 2^22 for the magnitudes 4 to 15. For larger ones all gains of the channel
+// are lowered, which costs fraction bits, and the spectrum is raised afterwards.
 bool AacChannel::dequantize() {
+    constexpr int kLargestGain = 188;
+    int shift = 0;
+    for (int i = 0; i < bands(); ++i)
+        if (isSpectrumBook(codeBook[i]))
+            shift = std::max(shift, (scaleFactor[i] - kLargestGain + 3) / 4);
+    std::array<Qor16s, 120> gain = scaleFactor;
+    for (int i = 0; i < bands(); ++i) gain[i] = static_cast<Qor16s>(gain[i] - 4 * shift);
+
     std::array<Qor16s, kPredictedLines> quantized;
     if (hasExactLines) std::copy_n(spectrum.begin(), quantized.size(), quantized.begin());
-    if (qorsQuantInv_AAC_32s_I(spectrum.data(), scaleFactor.data(), ics.num_window_groups,
+    if (qorsQuantInv_AAC_32s_I(spectrum.data(), gain.data(), ics.num_window_groups,
                                ics.window_group_length, ics.max_sfb, codeBook.data(),
                                info.samplingRateIndex, info.winLen) != qorStsNoErr)
         return false;
+    if (shift > 0)
+        for (Qor32s& line : spectrum)
+            line = static_cast<Qor32s>(std::clamp(line * (Qor64s{1} << shift), kLowest, kHighest));
     if (hasExactLines) dequantizeExactly(quantized);
     return true;
 }

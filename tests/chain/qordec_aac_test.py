@@ -31,6 +31,8 @@ TONES = ("aevalsrc=0.3*sin(2*PI*440*t)+0.2*sin(2*PI*1320*t)+0.1*sin(2*PI*3000*t)
          "|0.3*sin(2*PI*550*t)+0.1*sin(2*PI*2200*t):s=48000:d={seconds}")
 PULSES = ("aevalsrc=0.6*exp(-60*mod(t\\,0.01))*sin(2*PI*900*mod(t\\,0.01))+0.2*sin(2*PI*330*t)"
           "|0.5*exp(-90*mod(t\\,0.0123))*sin(2*PI*700*mod(t\\,0.0123)):s=48000:d={seconds}")
+# At full scale, for bit rates at which the tone becomes a small number of large steps.
+LOUD = "aevalsrc=0.98*sin(2*PI*997*t)|0.6*sin(2*PI*440*t)+0.39*sin(2*PI*443*t):s=48000:d={seconds}"
 
 
 def run(*command, **options):
@@ -244,6 +246,11 @@ class QordecAac(unittest.TestCase):
                         ("-b:a", "96k", "-aac_coder", "fast"), ("-b:a", "96k", "-profile:a", "mpeg2_aac_low")):
             with self.subTest(options=options):
                 self.compare(self.encode("-ar", 44100, "-aac_pns", 0, *options))
+
+    def test_large_steps(self):
+        for options in (("-b:a", "64k"), ("-b:a", "128k"), ("-b:a", "64k", "-profile:a", "aac_main")):
+            with self.subTest(options=options):
+                self.compare(self.encode("-aac_pns", 0, *options, source=LOUD))
 
     def test_main_profile_prediction(self):
         resets = shorts = 0
