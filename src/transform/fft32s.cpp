@@ -20,8 +20,11 @@
 namespace qorac {
 namespace {
 
+constexpr Qor32s kSqrtHalf = 0x5A82799A;  // Q31
+
 // Twiddles of the butterflies of a block of n points in the order of their use: cos and sin of the
-// angle 2 pi j / n and of its triple, Q30.
+// angle 2 pi j / n and of its triple, Q30. At n/8 they are the factor of numbers that are turned
+// already.
 template <int n>
 struct Twiddles {
     alignas(64) Qor32s single[n / 2];
@@ -38,13 +41,13 @@ constexpr Twiddles<n> makeTwiddles() {
         t.triple[2 * j] = Qor32s(constmath::round(one * constmath::cosPi(6 * j, n)));
         t.triple[2 * j + 1] = Qor32s(constmath::round(one * constmath::sinPi(6 * j, n)));
     }
+    t.single[n / 4] = t.triple[n / 4] = kSqrtHalf;
+    t.single[n / 4 + 1] = t.triple[n / 4 + 1] = 0;
     return t;
 }
 
 template <int n>
 constexpr Twiddles<n> kTwiddles = makeTwiddles<n>();
-
-constexpr Qor32s kSqrtHalf = 0x5A82799A;  // Q31
 
 }  // namespace
 }  // namespace qorac

@@ -2,31 +2,33 @@
 
 // --- butterflies ------------------------------------------------------------------------------
 
-// v times e^(-i pi / 4) and times e^(-3 i pi / 4).
+// v times sqrt(1/2), v taken times 2.
 template <typename V>
 static QORAC_INLINE V timesSqrtHalf(V v) {
     const V k = broadcast<V>(kSqrtHalf);
     return narrow<32>(mulEven(v << 1, k), mulEven(oddToEven(v << 1), k));
 }
+
+// v times sqrt(2) e^(-i pi / 4) and times sqrt(2) e^(-3 i pi / 4).
 template <typename V>
-static QORAC_INLINE V rotate45(V v) {
+static QORAC_INLINE V diagonal45(V v) {
     const V w = swapPairs(v);
-    return timesSqrtHalf(merge(v + w, v - w));
+    return merge(v + w, v - w);
 }
 template <typename V>
-static QORAC_INLINE V rotate135(V v) {
+static QORAC_INLINE V diagonal135(V v) {
     const V w = swapPairs(v);
-    return timesSqrtHalf(merge(w - v, -(v + w)));
+    return merge(w - v, -(v + w));
 }
 
-// v (c - i s) with w = (c, s) in Q30, v taken times 4.
+// v (c - i s) with w = (c, s).
 template <typename V>
 static QORAC_INLINE V twiddled(V v, V w) {
     const auto highHalves = [](auto re, auto im) { return narrow<32>(re, im); };
-    return rotate(v << 2, oddToEven(v << 2), w, highHalves);
+    return rotate(v, oddToEven(v), w, highHalves);
 }
 
-// Which of the butterflies in a vector do not multiply by a twiddle.
+// Which of the butterflies in a vector are at the offsets 0, which multiplies nothing, and n/8.
 enum class Special { none, first, middle, both, eighth };
 
 // The butterflies at the offsets of one vector of a block of n points. `eighth`: the first
@@ -42,19 +44,20 @@ static QORAC_INLINE void butterflies(Qor32s* z, int lane) {
     const V d = z0 - z2, e = swapPairs(z1 - z3);
     const V minus = merge(d + e, d - e);  // d - i (z1 - z3)
     const V plus = merge(d - e, d + e);   // d + i (z1 - z3)
-    V a = twiddled(minus, load<V>(kTwiddles<n>.single + lane));
-    V b = twiddled(plus, load<V>(kTwiddles<n>.triple + lane));
+    V v = minus << 2, w = plus << 2;
+    if constexpr (special == Special::both) {
+        v = middlePair(diagonal45(minus) << 1, v);
+        w = middlePair(diagonal135(plus) << 1, w);
+    }
+    if constexpr (special == Special::eighth) {
+        v = firstPair(diagonal45(minus) << 1, v);
+        w = firstPair(diagonal135(plus) << 1, w);
+    }
+    V a = twiddled(v, load<V>(kTwiddles<n>.single + lane));
+    V b = twiddled(w, load<V>(kTwiddles<n>.triple + lane));
     if constexpr (special == Special::first || special == Special::both) {
         a = firstPair(minus, a);
         b = firstPair(plus, b);
-    }
-    if constexpr (special == Special::both) {
-        a = middlePair(rotate45(minus), a);
-        b = middlePair(rotate135(plus), b);
-    }
-    if constexpr (special == Special::eighth) {
-        a = firstPair(rotate45(minus), a);
-        b = firstPair(rotate135(plus), b);
     }
     store(p + 2 * quarter, a);
     store(p + 3 * quarter, b);
@@ -116,13 +119,26 @@ static QORAC_INLINE void fft8(Qor32s* z, Vec8 z01, Vec8 z23) {
 
 // --- the tree ---------------------------------------------------------------------------------
 
-// A block of n points, its result in bit-reversed order.
+// A block of n points, up to 32, its result in bit-reversed order.
 template <int n>
-static void ownssplitcore_32sc_I_AAC(Qor32s* z) {
+static QORAC_INLINE void smallBlock(Qor32s* z) {
     if constexpr (n == 8) {
         fft8(z, load<Vec8>(z), load<Vec8>(z + 8));
     } else if constexpr (n == 4) {
         store(z, fft4(load<Vec8>(z)));
+    } else {
+        stage<n>(z);
+        smallBlock<n / 2>(z);
+        smallBlock<n / 4>(z + n);
+        smallBlock<n / 4>(z + n / 2 * 3);
+    }
+}
+
+// A block of any size.
+template <int n>
+static void ownssplitcore_32sc_I_AAC(Qor32s* z) {
+    if constexpr (n <= 32) {
+        smallBlock<n>(z);
     } else {
         stage<n>(z);
         ownssplitcore_32sc_I_AAC<n / 2>(z);
