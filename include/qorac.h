@@ -1566,6 +1566,115 @@ QorStatus qorsHuffmanEncode_MP3_32s1u(const Qor32s* pSrcIx, Qor8u** ppBitStream,
 
 /* ================================================================ SBR, parametric stereo ==== */
 
+/* --- integer QMF banks and integer predictors --- */
+
+/*
+ * QMF banks of spectral band replication (ISO/IEC 14496-3) in 32-bit integers. A call takes one
+ * time slot through a bank; the sums are those of the standard, with c its window:
+ *
+ *   SBRHQ_32s32sc, SBRHQ_32sc32s   complex bands (high quality)
+ *   SBRLP_32s                      real bands (low power)
+ *
+ *   AnalysisFilter          32 samples to 32 bands
+ *   SynthesisFilter         64 bands to 64 samples
+ *   SynthesisDownFilter     the lowest 32 bands to 32 samples, at half the rate
+ *
+ * With u(n) the sum of the products of the newest 320 samples with c(2i) over i = n, n + 64...; the
+ * samples are the sums of the products of ten V with c (downsampled: c(2i)) as in the standard.
+ *
+ *   analysis HQ    X(k) = 1/64 sum of u(n) exp(j pi/64 (k + 1/2)(2n - 1/2)),   n from 0 to 63
+ *   analysis LP    X(k) = 1/64 sum of u(n) cos(pi/64 (k + 1/2)(2n - 96))
+ *   synthesis HQ   V(n) = 1/64 Re sum of X(k) exp(j pi/128 (k + 1/2)(2n - 255)), k from 0 to 63
+ *   synthesis LP   V(n) = 1/64 sum of X(k) cos(pi/128 (k + 1/2)(2n - 64))
+ *   down HQ        V(n) = 1/64 Re sum of X(k) exp(j pi/64 (k + 1/2)(2n - 127.5)), k from 0 to 31
+ *   down LP        V(n) = 1/64 sum of X(k) cos(pi/64 (k + 1/2)(2n - 32))
+ *
+ * Numbers. Any Q format will do, since a bank only applies a gain. Each product keeps its high 32
+ * bits and rounds down; sums wrap and nothing is saturated, so that the caller keeps headroom:
+ * samples up to 2^27 and bands up to 2^25 (each part) in magnitude never wrap. Against the gains of
+ * the standard's banks, the analysis has 1/128, HQ synthesis 1 and LP synthesis 1/2. Analysis and
+ * synthesis give the samples back divided by 128 (HQ) or 256 (LP), 289 samples of the input later,
+ * with an error of -59 dB that lies in the window, and that of the truncation.
+ *
+ * Spec. It holds the ring of the last ten slots and belongs to one thread at a time. Functions take
+ * the pointer to the block that holds it, at any address, or the next multiple of 16 bytes.
+ */
+
+/*
+ * GetSize: bytes of the block for a spec, room for the alignment included: 1343 (analysis), 5183
+ * (synthesis), 2623 (downsampled synthesis).
+ *   qorStsNullPtrErr        pSize is null
+ */
+QorStatus qorsAnalysisFilterGetSize_SBRHQ_32s32sc(Qor32s* pSize);
+QorStatus qorsAnalysisFilterGetSize_SBRLP_32s(Qor32s* pSize);
+QorStatus qorsSynthesisFilterGetSize_SBRHQ_32sc32s(Qor32s* pSize);
+QorStatus qorsSynthesisFilterGetSize_SBRLP_32s(Qor32s* pSize);
+QorStatus qorsSynthesisDownFilterGetSize_SBRHQ_32sc32s(Qor32s* pSize);
+QorStatus qorsSynthesisDownFilterGetSize_SBRLP_32s(Qor32s* pSize);
+
+/*
+ * Init builds a spec, with silence in its ring, in the caller's block. It cannot be moved or copied.
+ *   qorStsNullPtrErr        pSpec is null
+ */
+QorStatus qorsAnalysisFilterInit_SBRHQ_32s32sc(QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsAnalysisFilterInit_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsSynthesisFilterInit_SBRHQ_32sc32s(QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsSynthesisFilterInit_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsSynthesisDownFilterInit_SBRHQ_32sc32s(QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsSynthesisDownFilterInit_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
+
+/*
+ * InitAlloc allocates a block, builds a spec in it as Init does and stores the pointer in *ppSpec.
+ * The allocation must succeed: unlike elsewhere, a failure is not reported.
+ *   qorStsNullPtrErr        ppSpec is null
+ */
+QorStatus qorsAnalysisFilterInitAlloc_SBRHQ_32s32sc(QorsFilterSpec_SBR_32s** ppSpec);
+QorStatus qorsAnalysisFilterInitAlloc_SBRLP_32s(QorsFilterSpec_SBR_32s** ppSpec);
+QorStatus qorsSynthesisFilterInitAlloc_SBRHQ_32sc32s(QorsFilterSpec_SBR_32s** ppSpec);
+QorStatus qorsSynthesisFilterInitAlloc_SBRLP_32s(QorsFilterSpec_SBR_32s** ppSpec);
+QorStatus qorsSynthesisDownFilterInitAlloc_SBRHQ_32sc32s(QorsFilterSpec_SBR_32s** ppSpec);
+QorStatus qorsSynthesisDownFilterInitAlloc_SBRLP_32s(QorsFilterSpec_SBR_32s** ppSpec);
+
+/*
+ * Free releases the block of a spec that InitAlloc made. A spec that Init made stays valid, and can
+ * be freed again.
+ *   qorStsNullPtrErr        pSpec is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this bank
+ */
+QorStatus qorsAnalysisFilterFree_SBRHQ_32s32sc(QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsAnalysisFilterFree_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsSynthesisFilterFree_SBRHQ_32sc32s(QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsSynthesisFilterFree_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsSynthesisDownFilterFree_SBRHQ_32sc32s(QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsSynthesisDownFilterFree_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
+
+/*
+ * One slot of analysis. pSrc has 32 samples, oldest first; pDst gets the bands 0 to kx - 1 and zeros
+ * for those from kx to 31. The ring takes the samples in any case.
+ *   qorStsNullPtrErr        pSrc, pDst or pSpec is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this bank
+ *   qorStsSizeErr           kx is outside 0 to 32
+ */
+QorStatus qorsAnalysisFilter_SBRHQ_32s32sc(const Qor32s* pSrc, Qor32sc* pDst, Qor32s kx,
+                                           QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsAnalysisFilter_SBRLP_32s(const Qor32s* pSrc, Qor32s* pDst, Qor32s kx,
+                                       QorsFilterSpec_SBR_32s* pSpec);
+
+/*
+ * One slot of synthesis. pSrc has all 64 bands (downsampled: the lowest 32), pDst gets 64 (32)
+ * samples. A downsampled filter also takes a spec of the SynthesisFilter of its form, in whose ring
+ * it uses slots of its own size: what the other filter left there is no history for it.
+ *   qorStsNullPtrErr        pSrc, pDst or pSpec is null
+ *   qorStsContextMatchErr   pSpec is not a spec of this bank (downsampled: nor of the bank of 64)
+ */
+QorStatus qorsSynthesisFilter_SBRHQ_32sc32s(const Qor32sc* pSrc, Qor32s* pDst,
+                                            QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsSynthesisFilter_SBRLP_32s(const Qor32s* pSrc, Qor32s* pDst,
+                                        QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsSynthesisDownFilter_SBRHQ_32sc32s(const Qor32sc* pSrc, Qor32s* pDst,
+                                                QorsFilterSpec_SBR_32s* pSpec);
+QorStatus qorsSynthesisDownFilter_SBRLP_32s(const Qor32s* pSrc, Qor32s* pDst,
+                                            QorsFilterSpec_SBR_32s* pSpec);
 /* --- float QMF banks --- */
 
 /*

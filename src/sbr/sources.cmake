@@ -7,4 +7,6 @@ set(units
   sbretrandetect.cpp
   sbrqmf32f.cpp
   sbrsynthesis.cpp
+  sbrqmf32s.cpp
+  sbrqmftbl32s.cpp
 )
