@@ -1831,6 +1831,34 @@ QorStatus qorsSynthesisDownFilter_SBR_RToR_32f_D2L(const Qor32f* const* ppSrc, Q
                                                    const Qor32f* pWindow, Qor32s numLoop,
                                                    QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
 
+/*
+ * Linear prediction of second order of one sub-band by the covariance method, for the inverse
+ * filtering of the high-frequency generator (ISO/IEC 14496-3): with alpha0 and alpha1, in Q29, the
+ * power of z(n) + alpha0 z(n - 1) + alpha1 z(n - 2) is least.
+ *
+ *   ppSrc   40 rows, one per time slot, which are all read at element k
+ *   k       the band
+ *   len     length of the covariance, at most 38: rows 0 to len + 1 count. Below 1 all results
+ *           are 0.
+ *
+ * A predictor with a squared magnitude of 16 or more in one of its coefficients is answered with
+ * zeros in both; but a part outside -4 to 4 does not fit Q29 and wraps before it can be seen to be
+ * too large. A silent band gives zeros. Nothing is checked and the status is always qorStsNoErr.
+ *
+ * HQ: complex samples. The determinant is used as it is; where it is not above 0, as it may be for
+ * one pure tone, alpha1 is 0.
+ *
+ * LP: real samples. The determinant has the product with phi(1,2) times 1 - 2^-20 in it. *pRefCoef
+ * is the reflection coefficient -phi(0,1) / phi(1,1), limited to plus and minus 1.0; it stands even
+ * where the predictor is answered with zeros. With flag 0 it is the only result, and both
+ * coefficients are 0.
+ */
+QorStatus qorsPredictOneCoef_SBRHQ_32sc_D2L(const Qor32sc* const* ppSrc, Qor32sc* pAlpha0,
+                                            Qor32sc* pAlpha1, Qor32s k, Qor32s len);
+QorStatus qorsPredictOneCoef_SBRLP_32s_D2L(const Qor32s* const* ppSrc, Qor32s* pAlpha0,
+                                           Qor32s* pAlpha1, Qor32s* pRefCoef, Qor32s k, Qor32s len,
+                                           Qor32s flag);
+
 /* --- float predictors, parametric stereo, encoder --- */
 
 /*

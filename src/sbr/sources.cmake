@@ -7,6 +7,7 @@ set(units
   sbretrandetect.cpp
   sbrqmf32f.cpp
   sbrsynthesis.cpp
+  sbrpredict32s.cpp
   sbrqmf32s.cpp
   sbrqmftbl32s.cpp
 )
