@@ -1675,6 +1675,7 @@ QorStatus qorsSynthesisDownFilter_SBRHQ_32sc32s(const Qor32sc* pSrc, Qor32s* pDs
                                                 QorsFilterSpec_SBR_32s* pSpec);
 QorStatus qorsSynthesisDownFilter_SBRLP_32s(const Qor32s* pSrc, Qor32s* pDst,
                                             QorsFilterSpec_SBR_32s* pSpec);
+
 /* --- float QMF banks --- */
 
 /*

@@ -5,9 +5,9 @@ set(units
   sbreqmf.cpp
   sbretnrestimate.cpp
   sbretrandetect.cpp
-  sbrqmf32f.cpp
-  sbrsynthesis.cpp
   sbrpredict32s.cpp
+  sbrqmf32f.cpp
   sbrqmf32s.cpp
   sbrqmftbl32s.cpp
+  sbrsynthesis.cpp
 )
