@@ -181,6 +181,43 @@ TYPED_TEST(SbrAnalysis, WritesTheRowsFromOffsetOn) {
     for (int l = 0; l < 6; ++l) EXPECT_EQ(rows.rowIsUntouched(l), l != 3 && l != 4) << l;
 }
 
+// The integer banks take a quarter of the window and a sixteenth of the plain sums, rounding down at
+// each step.
+template <typename Form, typename Integer>
+void checkAgainstIntegers(int slots, Integer integer) {
+    const auto numbers =
+        test::Random(5).integers<Qor32s>(std::size_t(kBands * slots), -1 << 24, 1 << 24);
+    const std::vector<float> samples(numbers.begin(), numbers.end());
+    const auto result = analysed<Form>(samples, test::standardWindow(kBands));
+    for (int l = 0; l < slots; ++l) {
+        const Subbands expected = integer(numbers.data() + kBands * l);
+        for (std::size_t k = 0; k < kBands; ++k)
+            ASSERT_LT(std::abs(result[std::size_t(l)][k] - 128.0 * expected[k]), 128 * 48) << l;
+    }
+}
+
+TEST(SbrAnalysisInFloats, IsThatOfTheIntegerBanksTimes128) {
+    alignas(16) unsigned char memory[1343];
+    auto* const spec = reinterpret_cast<QorsFilterSpec_SBR_32s*>(memory);
+    ASSERT_EQ(qorsAnalysisFilterInit_SBRHQ_32s32sc(spec), qorStsNoErr);
+    const auto complex = [&](const Qor32s* block) {
+        Qor32sc subbands[kBands];
+        EXPECT_EQ(qorsAnalysisFilter_SBRHQ_32s32sc(block, subbands, kBands, spec), qorStsNoErr);
+        Subbands result;
+        for (const Qor32sc x : subbands) result.emplace_back(x.re, x.im);
+        return result;
+    };
+    checkAgainstIntegers<test::AnalysisToComplex>(20, complex);
+
+    ASSERT_EQ(qorsAnalysisFilterInit_SBRLP_32s(spec), qorStsNoErr);
+    const auto real = [&](const Qor32s* block) {
+        Qor32s subbands[kBands];
+        EXPECT_EQ(qorsAnalysisFilter_SBRLP_32s(block, subbands, kBands, spec), qorStsNoErr);
+        return Subbands(std::begin(subbands), std::end(subbands));
+    };
+    checkAgainstIntegers<test::AnalysisToReal>(20, real);
+}
+
 // --- sizes and checks ---------------------------------------------------------------------------
 
 TYPED_TEST(SbrAnalysis, TellsTheSizes) { test::checkSizes<TypeParam>(); }
