@@ -2143,6 +2143,93 @@ QorStatus qorsMDCTFwd_16s_Sfs(const Qor16s* pSrc, Qor16s* pDst, const QorsMDCTFw
 
 /* ================================================================ VLC escape blocks ========= */
 
+/*
+ * Blocks of Huffman-coded pairs of values with escapes, as the spectral data of AAC (ISO/IEC
+ * 13818-7 clause 9.2.2) and MP3 (ISO 11172-3 clause 2.4.2.7) use them, over code books that the
+ * caller brings as specs. `len` is the number of values; its lowest bit is dropped, and a block
+ * without pairs does nothing. Codes go through the bit cursor `ppBitStream`, `pBitOffset`.
+ * `linbits`, 0 to 31, is the width of an MP3 escape. Specs are only read and can be shared; the
+ * pointer to one is aligned up to a multiple of 32 bytes before it is used. The record behind it
+ * and its tables are trusted.
+ *
+ * The order in the stream:
+ *
+ *   AAC   the code, the sign of x, the sign of y, the escape of x, the escape of y: a value from
+ *         16 up is coded as 16, and its escape is up to eight ones, a zero, and as many bits of the
+ *         magnitude as there are ones and four more, below its leading one
+ *   MP3   the code, linbits and sign of x, linbits and sign of y: a value from 15 up is coded as 15
+ *         and has its magnitude less 15 in linbits
+ *
+ * A sign is there for each value that is not 0, and 1 for a negative one. The Esc forms know
+ * symbols with signs: the code of such a symbol ends with its signs where the book has them apart.
+ * The UTuple forms know magnitudes and read the signs from the stream.
+ *
+ * Decoding table (QorVLCDecodeSpec). A level starts with an element that holds its number of bits
+ * b and has 2^b entries, one for each value of the next b bits; the first level starts at element
+ * 0. An entry with bit 0 clear is a link: entry >> 1 is the element where the next level starts.
+ * One with bit 0 set is a leaf: bits 1 to lengthBits are the number of bits that the last level
+ * consumes, which together with all bits of the levels before is the length of the code. The bits
+ * of all levels of a way are at most maxBits, and this is at most 30. Above the length a leaf
+ * holds
+ *
+ *   Esc     y + 128 in eight bits, then x, signed, in all bits up to the top of the element
+ *   UTuple  a field of tupleBits with x in its top tupleElementBits and y in those below, unsigned
+ *
+ * Encoding table (QorVLCEncodeSpec). For 2^tableBits indices the lengths of the codes, then the
+ * codes, right-aligned, with their signs, x before y. The index of a pair is
+ *
+ *   AAC   bias + 16 + 64 x + y, x and y from -16 to 16
+ *   MP3   bias + 15 + 32 x + y, x and y from -15 to 15
+ */
+
+/*
+ * Decoding of len values (pairs x, y) to pDst. At most two 32-bit words behind the last bit used
+ * are touched.
+ *
+ * Errors, in order: qorStsNullPtrErr (ppBitStream, pBitOffset, pDst or pSpec null),
+ * qorStsVlcBitOffsetErr (*pBitOffset outside 0 to 7), qorStsContextMatchErr (the spec's id is not
+ * 0x434D4160). AAC, while decoding: qorStsVlcEscapeOverflowErr (an escape of more than eight
+ * ones), which leaves the cursor as it was and the values before this one stored.
+ */
+QorStatus qorsVLCDecodeEscBlock_AAC_1u16s(Qor8u** ppBitStream, Qor32s* pBitOffset, Qor16s* pDst,
+                                          Qor32s len, const QorVLCDecodeSpec* pSpec);
+QorStatus qorsVLCDecodeEscBlock_MP3_1u16s(Qor8u** ppBitStream, Qor32s* pBitOffset, Qor32s linbits,
+                                          Qor16s* pDst, Qor32s len, const QorVLCDecodeSpec* pSpec);
+QorStatus qorsVLCDecodeUTupleEscBlock_AAC_1u16s(Qor8u** ppBitStream, Qor32s* pBitOffset,
+                                                Qor16s* pDst, Qor32s len,
+                                                const QorVLCDecodeSpec* pSpec);
+QorStatus qorsVLCDecodeUTupleEscBlock_MP3_1u16s(Qor8u** ppBitStream, Qor32s* pBitOffset,
+                                                Qor32s linbits, Qor16s* pDst, Qor32s len,
+                                                const QorVLCDecodeSpec* pSpec);
+
+/*
+ * Encoding of the len values of pSrc (pairs x, y) at the cursor. Only the bits written change:
+ * those in front of the cursor and behind the last bit stay as they are, and no byte that holds
+ * none of the bits is touched. AAC values beyond 8191 in magnitude and MP3 values beyond 14 +
+ * 2^linbits are not refused; what is written for them cannot be decoded.
+ *
+ * Errors, in order: qorStsNullPtrErr (pSrc, ppBitStream, pBitOffset or pSpec null),
+ * qorStsVlcBitOffsetErr (*pBitOffset outside 0 to 7), qorStsContextMatchErr (the spec's id is not
+ * 0x434D415F).
+ */
+QorStatus qorsVLCEncodeEscBlock_AAC_16s1u(const Qor16s* pSrc, Qor32s len, Qor8u** ppBitStream,
+                                          Qor32s* pBitOffset, const QorVLCEncodeSpec* pSpec);
+QorStatus qorsVLCEncodeEscBlock_MP3_16s1u(const Qor16s* pSrc, Qor32s len, Qor32s linbits,
+                                          Qor8u** ppBitStream, Qor32s* pBitOffset,
+                                          const QorVLCEncodeSpec* pSpec);
+
+/*
+ * *pBitCount is the number of bits that the encoder writes for the same block, 0 for one without
+ * pairs.
+ *
+ * Errors, in order: qorStsNullPtrErr (pSrc, pBitCount or pSpec null), qorStsContextMatchErr (the
+ * spec's id is not 0x434D415F).
+ */
+QorStatus qorsVLCCountEscBits_AAC_16s32s(const Qor16s* pSrc, Qor32s len, Qor32s* pBitCount,
+                                         const QorVLCEncodeSpec* pSpec);
+QorStatus qorsVLCCountEscBits_MP3_16s32s(const Qor16s* pSrc, Qor32s len, Qor32s linbits,
+                                         Qor32s* pBitCount, const QorVLCEncodeSpec* pSpec);
+
 /* ================================================================ DTS, TwinVQ, FIR ========== */
 
 #pragma GCC visibility pop

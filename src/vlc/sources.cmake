@@ -1,2 +1,1 @@
-set(units
-)
+set(units vlcesc.cpp vlcesctuple.cpp)
