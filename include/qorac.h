@@ -2232,6 +2232,64 @@ QorStatus qorsVLCCountEscBits_MP3_16s32s(const Qor16s* pSrc, Qor32s len, Qor32s 
 
 /* ================================================================ DTS, TwinVQ, FIR ========== */
 
+/* --- DTS synthesis --- */
+
+/*
+ * The 32-band interpolation filter bank of the DTS coherent acoustics core (ETSI TS 102 114). A
+ * call turns one sample of each sub-band into 32 samples; a stream is filtered slot by slot with
+ * one context per channel. Sub-band k answers a single 1 with the samples
+ *
+ *   p(n) (-1)^floor(n / 64) cos((2k + 1)(2n + 1) pi/128 + c) / 4,   n from 0 to 511
+ *
+ * with c = pi/4 for even k and -pi/4 for odd k and one of the standard's two lists p of 512
+ * coefficients. Nothing limits or scales the samples.
+ *
+ * A context is a block of the size that GetSize reports. It is aligned up to a multiple of 16
+ * bytes wherever it is used, so that the address of the block and the aligned one mean the same.
+ * It belongs to one thread at a time and cannot be moved.
+ */
+
+/*
+ * GetSize: bytes of a context.
+ *
+ * Errors: qorStsNullPtrErr (pSize null).
+ */
+QorStatus qorsSynthesisFilterGetSize_DTS_32f(Qor32s* pSize);
+
+/*
+ * Init makes a context in the caller's block pSpec, InitAlloc in a block of its own; both start
+ * with a history of zeros. Init on the same block starts a stream anew. InitAlloc requires the
+ * allocation to succeed.
+ *
+ * Errors: qorStsNullPtrErr (pSpec, ppSpec null).
+ */
+QorStatus qorsSynthesisFilterInit_DTS_32f(QorsFilterSpec_DTS_32f* pSpec);
+QorStatus qorsSynthesisFilterInitAlloc_DTS_32f(QorsFilterSpec_DTS_32f** ppSpec);
+
+/*
+ * Free releases what InitAlloc allocated. A context made by Init stays as it is and can be used
+ * on.
+ *
+ * Errors, in order: qorStsNullPtrErr (pSpec null), qorStsContextMatchErr (not a context of this
+ * family).
+ */
+QorStatus qorsSynthesisFilterFree_DTS_32f(QorsFilterSpec_DTS_32f* pSpec);
+
+/*
+ * Filters one slot.
+ *
+ *   pSrc     32 sub-band samples, the lowest sub-band first
+ *   pDst     32 samples; it may be pSrc
+ *   perfect  1: the coefficients for perfect reconstruction, 0: those for non-perfect
+ *            reconstruction; calls may alternate
+ *
+ * Errors, in order: qorStsNullPtrErr (pSrc, pDst or pSpec null), qorStsBadArgErr (perfect not 0 or
+ * 1), qorStsContextMatchErr (not a context of this family). A failure leaves pDst and the history
+ * as they were.
+ */
+QorStatus qorsSynthesisFilter_DTS_32f(const Qor32f* pSrc, Qor32f* pDst, Qor32s perfect,
+                                      QorsFilterSpec_DTS_32f* pSpec);
+
 #pragma GCC visibility pop
 
 #ifdef __cplusplus

@@ -1,2 +1,3 @@
 set(units
+  dtssynthesis.cpp
 )
