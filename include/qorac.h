@@ -2290,6 +2290,112 @@ QorStatus qorsSynthesisFilterFree_DTS_32f(QorsFilterSpec_DTS_32f* pSpec);
 QorStatus qorsSynthesisFilter_DTS_32f(const Qor32f* pSrc, Qor32f* pDst, Qor32s perfect,
                                       QorsFilterSpec_DTS_32f* pSpec);
 
+/* --- TwinVQ vector quantization --- */
+
+/*
+ * The weighted search of the conjugate-structure vector quantizer of TwinVQ (ISO/IEC 14496-3). A
+ * signal is cut into nDiv divisions of pLength[d] values; each is approximated by the mean of one
+ * vector of each of two code books, possibly negated. A division uses the first pLength[d] values
+ * of the vectors, which is at most their length. The error of a vector c against the values x with
+ * the weights w is the sum of w[k] (c[k] - x[k])^2, taken in rising k in single precision.
+ *
+ *   pSrc, pWeight     the values and their weights, division after division
+ *   pPolarity         an entry per division: 1 allows negated vectors, anything else forbids them
+ *   signs             0 for the vector as it stands, 1 for its negation (but see Reconstruction)
+ *   pp...             arrays with a pointer for each book
+ *
+ * A nDiv, or in the searches a nCand, below 1 does nothing and is no error. A state holds the
+ * scratch of a search and serves one search at a time.
+ */
+
+/*
+ * GetSize: bytes of the memory for a code book of numVectors vectors of `len` values.
+ *
+ * Errors, in order: qorStsNullPtrErr (pSize null), qorStsSizeErr (len or numVectors below 1, or a
+ * size that 32 bits do not hold).
+ */
+QorStatus qorsVQCodeBookGetSize_32f(Qor32s len, Qor32s numVectors, Qor32s* pSize);
+
+/*
+ * Init copies the vectors, which stand one after the other in pCodeBook, into a state in pMem;
+ * *ppState is pMem itself, which needs no alignment. InitAlloc takes memory of its own.
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsSizeErr (len or numVectors below 1,
+ * in InitAlloc as GetSize), qorStsMemAllocErr (the allocation failed).
+ */
+QorStatus qorsVQCodeBookInit_32f(const Qor32f* pCodeBook, QorsVQCodeBookState_32f** ppState,
+                                 Qor32s len, Qor32s numVectors, Qor8u* pMem);
+QorStatus qorsVQCodeBookInitAlloc_32f(const Qor32f* pCodeBook, QorsVQCodeBookState_32f** ppState,
+                                      Qor32s len, Qor32s numVectors);
+
+/*
+ * Free ends a state and releases what InitAlloc allocated. States are told by nothing: pState must
+ * be one.
+ *
+ * Errors: qorStsNullPtrErr (pState null).
+ */
+QorStatus qorsVQCodeBookFree_32f(QorsVQCodeBookState_32f* pState);
+
+/*
+ * Finds the nCand best vectors of one book for each division, the nearest first. Of vectors at the
+ * same distance the later one stands in front, but one as far as the last of nCand does not come
+ * in. When nCand is not below numVectors, all vectors are candidates in their own order; entries
+ * from numVectors on count up and have sign 0.
+ *
+ *   pIndex, pSign  nCand entries per division: the vectors and their signs
+ *
+ * Errors: qorStsNullPtrErr (any pointer null).
+ */
+QorStatus qorsVQPreliminarySelect_32f(const Qor32f* pSrc, const Qor32f* pWeight, Qor32s nDiv,
+                                      const Qor32s* pLength, Qor32s* pIndex, Qor32s* pSign,
+                                      Qor32s nCand, const Qor32s* pPolarity,
+                                      QorsVQCodeBookState_32f* pCodeBook);
+
+/*
+ * Finds the best pair of candidates of two books for each division: the one whose sum, divided by
+ * nStage, is nearest. The first of equal pairs wins, with the candidates of book 1 running inside
+ * those of book 0. Indices outside the book are passed over; when no pair has an error below 1e38,
+ * indices and signs are 0.
+ *
+ *   ppIndex, ppSign        the candidates of the two books, nCand per division
+ *   ppIndexOut, ppSignOut  the pair, an entry per division for each book
+ *   nStage                 2
+ *
+ * Errors: qorStsNullPtrErr (any pointer null).
+ */
+QorStatus qorsVQMainSelect_32f(const Qor32f* pSrc, const Qor32f* pWeight, const Qor32s* pLength,
+                               Qor32s nDiv, Qor32s nCand, const Qor32s* const* ppIndex,
+                               const Qor32s* const* ppSign, Qor32s* const* ppIndexOut,
+                               Qor32s* const* ppSignOut, QorsVQCodeBookState_32f* const* ppCodeBook,
+                               Qor32s nStage);
+
+/*
+ * Both searches in one call, the second by a form of the error that does not read the values
+ * again: its rounding differs from that of qorsVQMainSelect_32f, so that of pairs at nearly the
+ * same distance another one may win.
+ *
+ *   ppPolarity             pPolarity of each book
+ *   ppIndexOut, ppSignOut  as above
+ *   nStage                 2
+ *
+ * Errors: qorStsNullPtrErr (any pointer null).
+ */
+QorStatus qorsVQIndexSelect_32f(const Qor32f* pSrc, const Qor32f* pWeight, Qor32s nDiv,
+                                const Qor32s* pLength, Qor32s nCand,
+                                const Qor32s* const* ppPolarity, Qor32s* const* ppIndexOut,
+                                Qor32s* const* ppSignOut,
+                                QorsVQCodeBookState_32f* const* ppCodeBook, Qor32s nStage);
+
+/*
+ * pDst becomes the sum over nStage books of ppSign[s][d] times vector ppIndex[s][d], over nStage,
+ * division after division. The signs are factors here: 1 and -1.
+ *
+ * Errors: qorStsNullPtrErr (any pointer null).
+ */
+QorStatus qorsVQReconstruction_32f(const Qor32s* const* ppIndex, const Qor32s* const* ppSign,
+                                   const Qor32s* pLength, Qor32s nDiv, Qor32s nStage, Qor32f* pDst,
+                                   QorsVQCodeBookState_32f* const* ppCodeBook);
+
 #pragma GCC visibility pop
 
 #ifdef __cplusplus

@@ -1,3 +1,4 @@
 set(units
   dtssynthesis.cpp
+  tvq.cpp
 )
