@@ -2396,6 +2396,45 @@ QorStatus qorsVQReconstruction_32f(const Qor32s* const* ppIndex, const Qor32s* c
                                    const Qor32s* pLength, Qor32s nDiv, Qor32s nStage, Qor32f* pDst,
                                    QorsVQCodeBookState_32f* const* ppCodeBook);
 
+/* --- FIR block filter --- */
+
+/*
+ * A filter along time over blocks: every position of a block is filtered for itself over the last
+ * tapsLen blocks, with the same taps. It smooths a sequence of frames.
+ *
+ * InitAlloc makes a filter for blocks of blockLen values. The blocks before the first one are
+ * zeros.
+ *
+ * Errors, in order: qorStsNullPtrErr (ppState null), qorStsFirLenErr (tapsLen outside 1 to 32767
+ * or blockLen outside 1 to 32764), qorStsMemAllocErr (an allocation failed; nothing stays
+ * allocated).
+ */
+QorStatus qorsFIRBlockInitAlloc_32f(QorsFIRBlockState_32f** ppState, Qor32s tapsLen,
+                                    Qor32s blockLen);
+
+/*
+ * Releases the filter.
+ *
+ * Errors, in order: qorStsNullPtrErr (pState null), qorStsContextMatchErr (not a filter of this
+ * kind).
+ */
+QorStatus qorsFIRBlockFree_32f(QorsFIRBlockState_32f* pState);
+
+/*
+ * Filters one block: pDst[i] is the sum over k of pTaps[k] times value i of the block of k calls
+ * before, in single precision: the newest block's product first, then the others from the oldest
+ * on. pDst may be pSrc.
+ *
+ *   pSrc, pDst  blockLen values
+ *   pTaps       tapsLen taps, that of the newest block first; they may change from call to call
+ *
+ * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsContextMatchErr (not a filter of
+ * this kind), qorStsFirLenErr (a damaged state: a length below 1 or a row outside the others).
+ * Warning: qorStsAlignmentWarn when pSrc, pDst or pTaps is off a 16-byte boundary.
+ */
+QorStatus qorsFIRBlockOne_32f(const Qor32f* pSrc, Qor32f* pDst, QorsFIRBlockState_32f* pState,
+                              const Qor32f* pTaps);
+
 #pragma GCC visibility pop
 
 #ifdef __cplusplus

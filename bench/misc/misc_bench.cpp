@@ -1,4 +1,4 @@
-// DTS synthesis and the searches of TwinVQ.
+// DTS synthesis, the searches of TwinVQ, and the FIR filter over blocks.
 #include <benchmark/benchmark.h>
 
 #include <array>
@@ -144,5 +144,21 @@ void VqReconstruction(benchmark::State& state) {
     }
 }
 BENCHMARK(VqReconstruction);
+
+// --- FIR --------------------------------------------------------------------------------------
+
+void FirBlock(benchmark::State& state) {
+    const int taps = int(state.range(0)), len = 1024;
+    const std::vector<Qor32f> source = noise(len, 5), coefficients = noise(std::size_t(taps), 6);
+    std::vector<Qor32f> sums(len);
+    QorsFIRBlockState_32f* filter = nullptr;
+    qorsFIRBlockInitAlloc_32f(&filter, taps, len);
+    for (auto _ : state) {
+        qorsFIRBlockOne_32f(source.data(), sums.data(), filter, coefficients.data());
+        benchmark::ClobberMemory();
+    }
+    qorsFIRBlockFree_32f(filter);
+}
+BENCHMARK(FirBlock)->Arg(4)->Arg(16);
 
 }  // namespace

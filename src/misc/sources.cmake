@@ -1,4 +1,5 @@
 set(units
   dtssynthesis.cpp
+  firblock.cpp
   tvq.cpp
 )
