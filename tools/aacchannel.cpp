@@ -164,18 +164,19 @@ bool AacChannel::separateNoise(int gain) {
 // are lowered, which costs fraction bits, and the spectrum is raised afterwards.
 bool AacChannel::dequantize() {
     constexpr int kLargestGain = 188;
-    int shift = 0;
+    int largest = 0;
     for (int i = 0; i < bands(); ++i)
-        if (isSpectrumBook(codeBook[i]))
-            shift = std::max(shift, (scaleFactor[i] - kLargestGain + 3) / 4);
-    std::array<Qor16s, 120> gain = scaleFactor;
-    for (int i = 0; i < bands(); ++i) gain[i] = static_cast<Qor16s>(gain[i] - 4 * shift);
+        if (isSpectrumBook(codeBook[i])) largest = std::max<int>(largest, scaleFactor[i]);
+    const int shift = std::max(0, (largest - kLargestGain + 3) / 4);
+    std::array<Qor16s, 120> lowered;
+    for (int i = 0; shift > 0 && i < bands(); ++i)
+        lowered[i] = static_cast<Qor16s>(scaleFactor[i] - 4 * shift);
 
     std::array<Qor16s, kPredictedLines> quantized;
     if (hasExactLines) std::copy_n(spectrum.begin(), quantized.size(), quantized.begin());
-    if (qorsQuantInv_AAC_32s_I(spectrum.data(), gain.data(), ics.num_window_groups,
-                               ics.window_group_length, ics.max_sfb, codeBook.data(),
-                               info.samplingRateIndex, info.winLen) != qorStsNoErr)
+    if (qorsQuantInv_AAC_32s_I(spectrum.data(), shift > 0 ? lowered.data() : scaleFactor.data(),
+                               ics.num_window_groups, ics.window_group_length, ics.max_sfb,
+                               codeBook.data(), info.samplingRateIndex, info.winLen) != qorStsNoErr)
         return false;
     if (shift > 0)
         for (Qor32s& line : spectrum)
