@@ -2280,7 +2280,8 @@ QorStatus qorsSynthesisFilterFree_DTS_32f(QorsFilterSpec_DTS_32f* pSpec);
  *
  *   pSrc     32 sub-band samples, the lowest sub-band first
  *   pDst     32 samples; it may be pSrc
- *   perfect  1: the coefficients for perfect reconstruction, 0: those for non-perfect
+ *   perfect  1: the coefficients that the stream calls perfect (in the order of their table, which
+ *            does not reconstruct: docs/other-primitives.md), 0: those for non-perfect
  *            reconstruction; calls may alternate
  *
  * Errors, in order: qorStsNullPtrErr (pSrc, pDst or pSpec null), qorStsBadArgErr (perfect not 0 or
@@ -2296,7 +2297,7 @@ QorStatus qorsSynthesisFilter_DTS_32f(const Qor32f* pSrc, Qor32f* pDst, Qor32s p
  * The weighted search of the conjugate-structure vector quantizer of TwinVQ (ISO/IEC 14496-3). A
  * signal is cut into nDiv divisions of pLength[d] values; each is approximated by the mean of one
  * vector of each of two code books, possibly negated. A division uses the first pLength[d] values
- * of the vectors, which is at most their length. The error of a vector c against the values x with
+ * of the vectors; pLength[d] must not be above their length. The error of a vector c against the values x with
  * the weights w is the sum of w[k] (c[k] - x[k])^2, taken in rising k in single precision.
  *
  *   pSrc, pWeight     the values and their weights, division after division
@@ -2304,7 +2305,7 @@ QorStatus qorsSynthesisFilter_DTS_32f(const Qor32f* pSrc, Qor32f* pDst, Qor32s p
  *   signs             0 for the vector as it stands, 1 for its negation (but see Reconstruction)
  *   pp...             arrays with a pointer for each book
  *
- * A nDiv, or in the searches a nCand, below 1 does nothing and is no error. A state holds the
+ * An nDiv, or in the searches a nCand, below 1 does nothing and is no error. A state holds the
  * scratch of a search and serves one search at a time.
  */
 
@@ -2376,6 +2377,7 @@ QorStatus qorsVQMainSelect_32f(const Qor32f* pSrc, const Qor32f* pWeight, const 
  *
  *   ppPolarity             pPolarity of each book
  *   ppIndexOut, ppSignOut  as above
+ *   ppCodeBook             two different states: each keeps the candidates of its book
  *   nStage                 2
  *
  * Errors: qorStsNullPtrErr (any pointer null).
@@ -2387,7 +2389,7 @@ QorStatus qorsVQIndexSelect_32f(const Qor32f* pSrc, const Qor32f* pWeight, Qor32
                                 QorsVQCodeBookState_32f* const* ppCodeBook, Qor32s nStage);
 
 /*
- * pDst becomes the sum over nStage books of ppSign[s][d] times vector ppIndex[s][d], over nStage,
+ * pDst becomes the sum over nStage books, at least 1, of ppSign[s][d] times vector ppIndex[s][d], over nStage,
  * division after division. The signs are factors here: 1 and -1.
  *
  * Errors: qorStsNullPtrErr (any pointer null).

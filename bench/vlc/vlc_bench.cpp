@@ -149,7 +149,6 @@ class PlainTable {
             if (before == 0 ||
                 (symbol.length > before && symbol.word >> (symbol.length - before) == prefix))
                 width = std::max(width, symbol.length - before);
-        if (before == 0) width = std::min(width, kPlainBits);
         if (before == 0) width = kPlainBits;
         const std::size_t base = table_.size();
         table_.resize(base + (std::size_t{1} << width));

@@ -55,17 +55,17 @@ consteval std::array<Qor32f, kHistory> window(const Qor32s (&taps)[kHistory]) {
 // such sums in less time than fast transforms of so few points take.
 using CosineRows = std::array<std::array<Qor32f, kHalf>, kHalf>;
 
-template <int scale, int shift>
+template <int shift>
 consteval CosineRows cosineRows() {
     CosineRows rows{};
     for (int m = 0; m < kHalf; ++m)
         for (int k = 0; k < kHalf; ++k)
-            rows[m][k] = Qor32f(constmath::cosPi((scale * m + shift) * (2 * k + 1), 64) *
+            rows[m][k] = Qor32f(constmath::cosPi((2 * m + shift) * (2 * k + 1), 64) *
                                 constmath::sqrt(0.125L));
     return rows;
 }
 
-constexpr CosineRows kCosines3 = cosineRows<2, 0>(), kCosines4 = cosineRows<2, 1>();
+constexpr CosineRows kCosines3 = cosineRows<0>(), kCosines4 = cosineRows<1>();
 
 constexpr auto dts_raCosMod = constmath::makeTable<Qor32f, kBands>([](int k) {
     return k < kHalf ? 1 / (4 * constmath::cosPi(2 * k + 1, 128))

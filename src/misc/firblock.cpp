@@ -43,7 +43,7 @@ QORAC_INLINE void filterPositions(const QorsFIRBlockState_32f& state, const Qor3
     const auto row = [&](int r) { return state.pRows + r * rowLen + i; };
     for (int c = 0; c < count; ++c) sum[c] = load<V>(row(state.current) + c * lanes) * pTaps[0];
     const Qor32f* pTap = pTaps + state.tapsLen;
-    const auto add = [&](int first, int end) {
+    const auto add = [&](int first, int end) QORAC_INLINE_BODY {
         for (int r = first; r < end; ++r) {
             const Qor32f tap = *--pTap;
             for (int c = 0; c < count; ++c) sum[c] += load<V>(row(r) + c * lanes) * tap;

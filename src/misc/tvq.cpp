@@ -107,7 +107,7 @@ void sortIn(const CodeBook& book, Qor32s nCand) {
     Qor32f* const best = book.pBest;
     Qor32s* const index = book.pIndex;
     std::fill_n(index, nCand, 0);
-    best[0] = kFarthest;
+    std::fill_n(best, nCand, kFarthest);
     Qor32s last = 0;
     for (Qor32s i = 0; i < book.numVectors; ++i) {
         const Qor32f distance = book.pDist[i];

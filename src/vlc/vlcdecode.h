@@ -79,7 +79,7 @@ class LookupTable {
             before += width;
             const Element* const pLevel = pTable_ + (unsignedOf(entry) >> 1);
             width = pLevel[0];
-            entry = pLevel[1 + topBits(bits << before, width)];
+            entry = pLevel[1 + topBits(bits << (before & 63), width)];
         } while (!isLeaf(entry));
         return {entry, before + lengthOf(entry)};
     }
@@ -138,7 +138,8 @@ QORAC_INLINE Qor16s takeLinbitsAndSign(BitReader& reader, int magnitude, int lin
     const int width = magnitude == 15 ? linbits + 1 : 1;
     const Qor64u field = topBits(reader.peek(), width);
     reader.skip(width);
-    return Qor16s(withSign(magnitude + int(field >> 1), int(field & 1)));
+    const Qor16s value = Qor16s(magnitude + (field >> 1));
+    return Qor16s(withSign(value, int(field & 1)));
 }
 
 // --- blocks -----------------------------------------------------------------------------------
@@ -188,7 +189,7 @@ QORAC_INLINE QorStatus decodePairs(Qor8u** ppBitStream, Qor32s* pBitOffset, int 
 template <typename Form>
 QORAC_INLINE QorStatus decodeBlock(Qor8u** ppBitStream, Qor32s* pBitOffset, int linbits,
                                    Qor16s* pDst, Qor32s pairs, const QorVLCDecodeSpec& spec) {
-    const auto decode = [&]<typename Element>(Element) {
+    const auto decode = [&]<typename Element>(Element) QORAC_INLINE_BODY {
         const bool looksHoldTwo = 2 * (unsigned(spec.maxBits) + 2) <= BitReader::kBits;
         return looksHoldTwo ? decodePairs<Form, Element, true>(ppBitStream, pBitOffset, linbits,
                                                                pDst, pairs, spec)

@@ -90,7 +90,7 @@ template <Alphabet alphabet>
 class CodeTable {
   public:
     QORAC_INLINE explicit CodeTable(const QorVLCEncodeSpec& spec)
-        : pLengths_(spec.pTable + spec.bias + alphabet.largest),
+        : pLengths_(spec.pTable + (spec.bias + alphabet.largest)),
           pWords_(pLengths_ + (Qor64s(1) << spec.tableBits)) {}
 
     QORAC_INLINE Qor32u length(int x, int y) const { return pLengths_[indexOf(x, y)]; }

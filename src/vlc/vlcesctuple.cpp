@@ -11,12 +11,11 @@ class UnsignedLeaves {
     QORAC_INLINE explicit UnsignedLeaves(const QorVLCDecodeSpec& spec)
         : shiftX_(spec.lengthBits + 1 + spec.tupleBits - spec.tupleElementBits),
           shiftY_(shiftX_ - spec.tupleElementBits),
-          maskX_(shlMod32(shlMod32(1, spec.tupleElementBits) - 1, shiftX_)),
-          maskY_(shlMod32(shlMod32(1, spec.tupleElementBits) - 1, shiftY_)) {}
+          mask_(shlMod32(1, spec.tupleElementBits) - 1) {}
 
     QORAC_INLINE Pair pairOf(Qor32s entry) const {
-        return {int(shrMod32(Qor32u(entry) & maskX_, shiftX_)),
-                int(shrMod32(Qor32u(entry) & maskY_, shiftY_))};
+        return {int(shrMod32(Qor32u(entry), shiftX_) & mask_),
+                int(shrMod32(Qor32u(entry), shiftY_) & mask_)};
     }
 
     static QORAC_INLINE int takeSigns(Qor64u bits, Pair& pair) {
@@ -28,7 +27,7 @@ class UnsignedLeaves {
 
   private:
     int shiftX_, shiftY_;
-    Qor32u maskX_, maskY_;
+    Qor32u mask_;
 };
 
 // Code, sign of x, sign of y, escape of x, escape of y.

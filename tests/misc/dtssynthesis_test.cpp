@@ -1,5 +1,6 @@
 #include "misc/dtssynthesis.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <numbers>
@@ -101,6 +102,11 @@ TEST(DtsWindows, PrintedValues) {
         EXPECT_LE(std::abs(dts_rcoeff_nonperfect[i]), 0.017888289f);
         EXPECT_EQ(kDtsNonPerfectTaps[i], -kDtsNonPerfectTaps[511 - i]);
     }
+    // Down the columns of its table the perfect window is odd, as the other one is.
+    std::array<Qor32s, 512> sorted;
+    std::copy_n(kDtsPerfectTaps, 512, sorted.begin());
+    std::sort(sorted.begin(), sorted.end());
+    for (std::size_t i = 0; i < 512; ++i) EXPECT_EQ(sorted[i], -sorted[511 - i]);
     EXPECT_EQ(dts_rcoeff_nonperfect[16], -6.521e-06f);
     EXPECT_EQ(dts_rcoeff_nonperfect[31], -1.322e-06f);
     EXPECT_EQ(dts_rcoeff_perfect[16], -3.2e-08f);
@@ -135,6 +141,37 @@ TEST(DtsSynthesis, RandomSlotsWithTheWindowsInTurn) {
         const auto expected =
             reference.filter(bands.data(), perfect ? dts_rcoeff_perfect : dts_rcoeff_nonperfect);
         for (std::size_t i = 0; i < 32; ++i) EXPECT_NEAR(samples[i], expected[i], 5e-3);
+    }
+}
+
+// The terms of a sample are added in rising order, each step rounded.
+TEST(DtsSynthesis, TheOrderOfTheWindowSums) {
+    Random random(2);
+    for (int perfect = 0; perfect <= 1; ++perfect) {
+        const auto& r = perfect ? dts_rcoeff_perfect : dts_rcoeff_nonperfect;
+        Bank bank;
+        for (int slot = 0; slot < 20; ++slot) {
+            std::array<Qor32f, 32> out, next{};
+            std::copy_n(bank.history() + 512, 32, out.begin());
+            const auto samples =
+                bank.filter(random.reals<Qor32f>(32, -32768, 32768).data(), perfect);
+            const Qor32f* const h = bank.history() + 32;  // the call has moved it
+            const auto add = [&](Qor32f& sum, Qor32f tap, Qor32f value) {
+                volatile Qor32f product = tap * value;
+                sum = sum + product;
+            };
+            for (std::size_t i = 0; i < 16; ++i)
+                for (std::size_t j = 0; j < 512; j += 64) {
+                    add(out[i], r[i + j], h[i + j]);
+                    add(out[31 - i], -r[i + 16 + j], h[i + j]);
+                    add(next[i], -r[i + 32 + j], h[i + 16 + j]);
+                    add(next[31 - i], -r[i + 48 + j], h[i + 16 + j]);
+                }
+            for (std::size_t i = 0; i < 32; ++i) {
+                EXPECT_EQ(samples[i], out[i]);
+                EXPECT_EQ(bank.history()[512 + i], next[i]);
+            }
+        }
     }
 }
 

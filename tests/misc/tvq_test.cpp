@@ -339,6 +339,22 @@ TEST(IndexSelect, NoWorseThanASearchOfAllPairs) {
     }
 }
 
+// Fewer vectors are near enough than there are candidates: what a search before has left does not
+// count.
+TEST(IndexSelect, CandidatesBeyondTheNearVectorsAreNotStale) {
+    const std::vector<Qor32f> values = {8e18f, -1.1e18f, 8e18f, 8e18f};
+    const Book books[2] = {Book(values, 1), Book(values, 1)};
+    Random random(10);
+    Signal near(random, {1}), far(random, {1});
+    near.x = {8e18f}, near.w = {1};
+    far.x = {-1e18f}, far.w = {1};
+    const std::vector<Qor32s> polarity[2] = {{0}, {0}};
+    const Pair only{Choice{1, 0}, Choice{1, 0}};
+    EXPECT_EQ(indexSelect(far, books, 3, polarity)[0], only);
+    indexSelect(near, books, 3, polarity);
+    EXPECT_EQ(indexSelect(far, books, 3, polarity)[0], only);
+}
+
 // With small integers all sums are exact, and many pairs are equal: of the best ones the first is
 // chosen, in books and lists of candidates of all sizes.
 TEST(PairSearches, ExactlyTheFirstOfTheBestPairs) {

@@ -101,19 +101,32 @@ const std::vector<TableForm> kTupleForms = {{32, 5, {19}, 5, 10},      {32, 4, {
 TEST(UTupleEscBlock, EveryPairOfEveryAacBook) { checkAllBooks(Standard::aac, true, kTupleForms); }
 TEST(UTupleEscBlock, EveryPairOfEveryMp3Table) { checkAllBooks(Standard::mp3, true, kTupleForms); }
 
-// Codes of up to 30 bits, a pair of signs behind.
-TEST(UTupleEscBlock, TheLongestCodes) {
+// Codes of up to 30 bits, with two signs among them or behind them. The longest ones stand one behind
+// the other in the block; with 27 bits and more a look does not hold two of them.
+TEST(VlcDecode, TheLongestCodes) {
     for (const Standard standard : {Standard::aac, Standard::mp3}) {
-        Book book{standard, false, standard == Standard::aac ? 16 : 15, 13, {}};
-        for (int length = 1; length <= 30; ++length)
-            book.symbols.push_back(
-                {(length + 1) % 17 - (standard == Standard::mp3 ? length == 15 : 0), length % 15,
-                 (1u << length) - 2, length});
-        Random random(2);
-        const DecodeSpec spec(book, {32, 5, {10}, 5, 10});
-        EXPECT_EQ(spec.pointer()->maxBits, 30);
-        for (int start = 0; start < 8; ++start)
-            checkBlock(book, true, test::randomBlock(book, random, 50), start, spec.pointer());
+        const int mark = standard == Standard::aac ? 16 : 15;
+        for (const int longest : {26, 27, 30}) {
+            for (const bool isTuple : {false, true}) {
+                Book book{standard, false, mark, 13, {}};
+                const int bits = isTuple ? longest : longest - 2;
+                for (int length = 1; length < bits - 1; ++length)
+                    book.symbols.push_back({length % 15, length % 13, (1u << length) - 2, length});
+                book.symbols.push_back({14, 2, (1u << (bits - 1)) - 2, bits - 1});
+                book.symbols.push_back({mark, mark, (1u << bits) - 2, bits});
+                const Book coded = isTuple ? book : test::withSigns(book);
+                const DecodeSpec spec(
+                    coded, isTuple ? TableForm{32, 5, {10}, 5, 10} : TableForm{32, 5, {10}});
+                EXPECT_EQ(spec.pointer()->maxBits, longest);
+                Random random(2);
+                std::vector<Qor16s> block = test::randomBlock(book, random, 50);
+                const Qor16s most = Qor16s(mark);
+                block.insert(block.begin() + 20, {-14, 2, 14, -2, most, Qor16s(-most - 7),
+                                                  Qor16s(-most), most, 14, 2, most, most});
+                for (int start = 0; start < 8; ++start)
+                    checkBlock(book, isTuple, block, start, spec.pointer());
+            }
+        }
     }
 }
 
@@ -236,11 +249,15 @@ TEST(VlcDecode, TheWidestLinbits) {
         const std::size_t head = writer.bits() - 32;
         const std::vector<Qor8u> bytes = writer.bytes();
         for (std::size_t i = 0; i < head; ++i) patched.put(bytes[i / 8] >> (7 - i % 8) & 1, 1);
-        patched.put(0x12340005, 31);
-        patched.put(1, 1);
-        const Decoded decoded = decode(book, isTuple, patched, 0, 2, spec.pointer());
-        EXPECT_THAT(decoded.values, testing::ElementsAre(-20, 0, kUntouched, kUntouched));
-        EXPECT_EQ(decoded.position, patched.bits());
+        // The low 16 bits of the sum count.
+        for (const auto& [field, value] : {std::pair(0x12340005u, -20), {0x7FFFFFFFu, -14}}) {
+            BitWriter whole = patched;
+            whole.put(field, 31);
+            whole.put(1, 1);
+            const Decoded decoded = decode(book, isTuple, whole, 0, 2, spec.pointer());
+            EXPECT_THAT(decoded.values, testing::ElementsAre(value, 0, kUntouched, kUntouched));
+            EXPECT_EQ(decoded.position, whole.bits());
+        }
     }
 }
 
