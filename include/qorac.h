@@ -1013,8 +1013,9 @@ QorStatus qorsNoiselessDecode_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
  * grouped order: for each group, band by band, the windows of the group one after the other. From
  * there on it stands in window order, 128 coefficients a window. Order of the calls:
  *
- *   qorsQuantInv_AAC_32s_I per channel; per pair qorsDecodeMsStereo_AAC_32s_I, then
- *   qorsDecodeIsStereo_AAC_32s (it reads the code books that the former changes); short blocks:
+ *   qorsQuantInv_AAC_32s_I per channel; per pair qorsDecodeMsStereo_AAC_32s_I; in the Main profile
+ *   the prediction of lines (qorsFDPInv_32f_I, in floats); per pair qorsDecodeIsStereo_AAC_32s (it
+ *   reads the code books that qorsDecodeMsStereo_AAC_32s_I changes); short blocks:
  *   qorsDeinterleaveSpectrum_AAC_32s; noise substitution, in short blocks window by window; per
  *   channel long-term prediction, qorsDecodeTNS_AAC_32s_I, the synthesis, qorsLtpUpdate_AAC_32s.
  *
@@ -1566,10 +1567,10 @@ QorStatus qorsHuffmanEncode_MP3_32s1u(const Qor32s* pSrcIx, Qor8u** ppBitStream,
 
 /* ================================================================ SBR, parametric stereo ==== */
 
-/* --- integer QMF banks and integer predictors --- */
+/* --- integer QMF banks --- */
 
 /*
- * QMF banks of spectral band replication (ISO/IEC 14496-3) in 32-bit integers. A call takes one
+ * QMF banks of spectral band replication (ISO/IEC 14496-3, clause 4.6.18.4) in 32-bit integers. A call takes one
  * time slot through a bank; the sums are those of the standard, with c its window:
  *
  *   SBRHQ_32s32sc, SBRHQ_32sc32s   complex bands (high quality)
@@ -1625,7 +1626,7 @@ QorStatus qorsSynthesisDownFilterInit_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
 
 /*
  * InitAlloc allocates a block, builds a spec in it as Init does and stores the pointer in *ppSpec.
- * The allocation must succeed: unlike elsewhere, a failure is not reported.
+ * The allocation must succeed: it is not tested, and there is no qorStsMemAllocErr.
  *   qorStsNullPtrErr        ppSpec is null
  */
 QorStatus qorsAnalysisFilterInitAlloc_SBRHQ_32s32sc(QorsFilterSpec_SBR_32s** ppSpec);
@@ -1832,6 +1833,8 @@ QorStatus qorsSynthesisDownFilter_SBR_RToR_32f_D2L(const Qor32f* const* ppSrc, Q
                                                    const Qor32f* pWindow, Qor32s numLoop,
                                                    QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
 
+/* --- integer predictors --- */
+
 /*
  * Linear prediction of second order of one sub-band by the covariance method, for the inverse
  * filtering of the high-frequency generator (ISO/IEC 14496-3): with alpha0 and alpha1, in Q29, the
@@ -1850,9 +1853,9 @@ QorStatus qorsSynthesisDownFilter_SBR_RToR_32f_D2L(const Qor32f* const* ppSrc, Q
  * one pure tone, alpha1 is 0.
  *
  * LP: real samples. The determinant has the product with phi(1,2) times 1 - 2^-20 in it. *pRefCoef
- * is the reflection coefficient -phi(0,1) / phi(1,1), limited to plus and minus 1.0; it stands even
- * where the predictor is answered with zeros. With flag 0 it is the only result, and both
- * coefficients are 0.
+ * is the reflection coefficient -phi(0,1) / phi(1,1), limited to plus and minus 1.0 (a quotient
+ * outside -4 to 4 wraps before it is limited); it stands even where the predictor is answered with
+ * zeros. With flag 0 it is the only result, and both coefficients are 0.
  */
 QorStatus qorsPredictOneCoef_SBRHQ_32sc_D2L(const Qor32sc* const* ppSrc, Qor32sc* pAlpha0,
                                             Qor32sc* pAlpha1, Qor32s k, Qor32s len);

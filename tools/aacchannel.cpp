@@ -185,7 +185,7 @@ bool AacChannel::dequantize() {
     return true;
 }
 
-// Bands without values of their own hold zeros here.
+// Bands without values of their own become zeros, whatever pulses have put into them.
 void AacChannel::dequantizeExactly(const std::array<Qor16s, kPredictedLines>& quantized) {
     constexpr int kScaleFactorOffset = 100;
     const std::span<const Qor32s> offsets = aacPredictedBands(info.samplingRateIndex);
@@ -195,6 +195,9 @@ void AacChannel::dequantizeExactly(const std::array<Qor16s, kPredictedLines>& qu
     if (count == 0) return;
     qorsCalcSF_16s32f(scaleFactor.data(), kScaleFactorOffset, gains.data(), count);
     qorsScale_32f_I(exactLines.data(), gains.data(), offsets.data(), count);
+    for (int sfb = 0; sfb < count; ++sfb)
+        if (!isSpectrumBook(codeBook[sfb]))
+            std::fill(&exactLines[offsets[sfb]], &exactLines[offsets[sfb + 1]], 0.0f);
 }
 
 // Grouped order to window order.

@@ -95,6 +95,10 @@ void predictBands(const QorsFDPState_32f& state, Qor32f* pSrcDst, const Qor32s* 
         count = 0;
     };
     for (Qor32s b = 0; b < numBands; ++b) {
+        if (pBandOffset[b] != begin + count) {  // a band that does not join the one before
+            predictRun();
+            begin = pBandOffset[b];
+        }
         for (Qor32s rest = pBandOffset[b + 1] - pBandOffset[b]; rest > 0;) {
             const Qor32s fitting = std::min(rest, kMost - count);
             std::fill_n(used + count, fitting, pPredictionUsed[b] ? ~0u : 0u);

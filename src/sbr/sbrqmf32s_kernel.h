@@ -1,5 +1,7 @@
 // The integer QMF banks in vectors of one instruction level; see frame/levels.h.
 
+namespace integerqmf {
+
 // --- lanes ------------------------------------------------------------------------------------
 
 // Consecutive numbers in the even lanes.
@@ -20,20 +22,22 @@ static QORAC_INLINE V spread(const Qor32s* p) {
 }
 #endif
 
-// In this order: the lower and the upper half of the lanes moved to the even ones; the last lane of
-// a, then all but the last of b; the even and the odd pairs of a, then of b; the lower and the
-// upper half of the pairs of a, each followed by one of b; the odd lanes of a, then of b; real and
-// imaginary parts in turn of the numbers of a, then of b.
+// Half of the lanes moved to the even ones.
 static QORAC_INLINE Vec8 spreadLower(Vec8 a) { return pick<0, 0, 1, 1, 2, 2, 3, 3>(a, a); }
 static QORAC_INLINE Vec8 spreadUpper(Vec8 a) { return pick<4, 4, 5, 5, 6, 6, 7, 7>(a, a); }
+// The last lane of a, then all but the last of b.
 static QORAC_INLINE Vec8 lastAndFirst(Vec8 a, Vec8 b) {
     return pick<0, 8, 9, 10, 11, 12, 13, 14>(pick<7, 7, 7, 7, 7, 7, 7, 7>(a, a), b);
 }
+// Every second pair of a, then of b.
 static QORAC_INLINE Vec8 evenPairs(Vec8 a, Vec8 b) { return pick<0, 1, 4, 5, 8, 9, 12, 13>(a, b); }
 static QORAC_INLINE Vec8 oddPairs(Vec8 a, Vec8 b) { return pick<2, 3, 6, 7, 10, 11, 14, 15>(a, b); }
+// The pairs of one half of a, each followed by one of b.
 static QORAC_INLINE Vec8 zipLower(Vec8 a, Vec8 b) { return pick<0, 1, 8, 9, 2, 3, 10, 11>(a, b); }
 static QORAC_INLINE Vec8 zipUpper(Vec8 a, Vec8 b) { return pick<4, 5, 12, 13, 6, 7, 14, 15>(a, b); }
+// The odd lanes of a, then of b.
 static QORAC_INLINE Vec8 oddLanes(Vec8 a, Vec8 b) { return pick<1, 3, 5, 7, 9, 11, 13, 15>(a, b); }
+// Real and imaginary parts in turn of the numbers of a, then of b.
 static QORAC_INLINE Vec8 inTurn(Vec8 a, Vec8 b) { return pick<0, 3, 4, 7, 8, 11, 12, 15>(a, b); }
 
 #if QORAC_LEVEL >= 4
@@ -328,19 +332,21 @@ static void synthesisDownLp(const Qor32s* pSrc, Qor32s* pDst, Qor32s* pRing, int
     synthesisWindow<32>(SBR_TABLE_QMF_WINDOW_320_INT_Q30, pRing, newest, pDst);
 }
 
+}  // namespace integerqmf
+
 static void filter(Bank bank, const Qor32s* pSrc, Qor32s* pDst, Qor32s* pRing, int newest) {
     switch (bank) {
         case Bank::analysisHq:
-            return analysisHq(pSrc, pDst, pRing, newest);
+            return integerqmf::analysisHq(pSrc, pDst, pRing, newest);
         case Bank::analysisLp:
-            return analysisLp(pSrc, pDst, pRing, newest);
+            return integerqmf::analysisLp(pSrc, pDst, pRing, newest);
         case Bank::synthesisHq:
-            return synthesisHq(pSrc, pDst, pRing, newest);
+            return integerqmf::synthesisHq(pSrc, pDst, pRing, newest);
         case Bank::synthesisLp:
-            return synthesisLp(pSrc, pDst, pRing, newest);
+            return integerqmf::synthesisLp(pSrc, pDst, pRing, newest);
         case Bank::synthesisDownHq:
-            return synthesisDownHq(pSrc, pDst, pRing, newest);
+            return integerqmf::synthesisDownHq(pSrc, pDst, pRing, newest);
         case Bank::synthesisDownLp:
-            return synthesisDownLp(pSrc, pDst, pRing, newest);
+            return integerqmf::synthesisDownLp(pSrc, pDst, pRing, newest);
     }
 }

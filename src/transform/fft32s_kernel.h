@@ -3,9 +3,8 @@
 // --- butterflies ------------------------------------------------------------------------------
 
 // v times sqrt(1/2), v taken times 2.
-template <typename V>
-static QORAC_INLINE V timesSqrtHalf(V v) {
-    const V k = broadcast<V>(kSqrtHalf);
+static QORAC_INLINE Vec8 timesSqrtHalf(Vec8 v) {
+    const Vec8 k = broadcast<Vec8>(kSqrtHalf);
     return narrow<32>(mulEven(v << 1, k), mulEven(oddToEven(v << 1), k));
 }
 

@@ -124,6 +124,33 @@ TEST(Fdp, InverseEqualsThePlainPredictorToTheBit) {
                 0);
             expectSame(signal.copy(), expected);
         }
+        // Lines outside the bands have not adapted, and go on from where they were.
+        for (int frame = 0; frame < 2; ++frame) {
+            const std::vector<float> x = tone.next(size);
+            std::vector<float> residual(lines.size()), expected;
+            ASSERT_GE(qorsFDPFwd_32f(x.data(), residual.data(), state.state), 0);
+            for (std::size_t i = 0; i < lines.size(); ++i) expected.push_back(lines[i].forward(x[i]));
+            expectSame(residual, expected);
+        }
+    }
+}
+
+TEST(Fdp, BandsMayOverlapAndLeaveGaps) {
+    const std::vector<Qor32s> offsets = {0, 8, 4, 12, 20, 16, 24};
+    const Qor32s bands = Qor32s(offsets.size()) - 1;
+    const std::vector<Qor8u> used(std::size_t(bands), 1);
+    State state(32);
+    std::vector<PredictorLine> lines(32);
+    Tone tone(lines.size());
+    for (int frame = 0; frame < 10; ++frame) {
+        std::vector<float> signal = tone.next(1000), expected = signal;
+        for (std::size_t b = 0; b < std::size_t(bands); ++b)
+            for (Qor32s i = offsets[b]; i < offsets[b + 1]; ++i)
+                expected[std::size_t(i)] =
+                    lines[std::size_t(i)].inverse(expected[std::size_t(i)], true);
+        ASSERT_GE(qorsFDPInv_32f_I(signal.data(), offsets.data(), bands, used.data(), state.state),
+                  0);
+        expectSame(signal, expected);
     }
 }
 

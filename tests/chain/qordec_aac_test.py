@@ -252,6 +252,14 @@ class QordecAac(unittest.TestCase):
             with self.subTest(options=options):
                 self.compare(self.encode("-aac_pns", 0, *options, source=LOUD))
 
+    def test_pulses_in_intensity_bands_do_not_reach_the_predictors(self):
+        damaged = Path(__file__).parents[2] / "fuzz/corpus/decoder/main-pulse-in-an-intensity-band"
+        source = self.folder / "damaged.aac"
+        source.write_bytes(damaged.read_bytes()[1:])  # behind the fuzzer's option byte
+        wav = run(QORDEC, "-q", source, "-").stdout
+        self.assertGreater(len(wav), 44 + 5 * 2048)
+        self.assertEqual(set(wav[44:]), {0})
+
     def test_main_profile_prediction(self):
         resets = shorts = 0
         for source, options in ((TONES, ("-b:a", "64k")), (TONES, ("-b:a", "160k", "-ac", 1)),

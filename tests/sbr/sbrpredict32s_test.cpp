@@ -1,5 +1,6 @@
 #include "reference/sbrpredict32s.h"
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <memory>
@@ -225,7 +226,7 @@ TEST(SbrPredict, OnlyTheRealFormIsRelaxed) {
     const PredictorLp q = predictLp(x, 32, 1);
     EXPECT_EQ(parts(q), parts(reference::predictLp(x, 32, 1)));
     EXPECT_NEAR(q.refCoef, kOne, kClose);
-    // A constant with one odd sample: positive only by the relaxation of the determinant.
+    // Slow tones, some of which have a positive determinant by its relaxation only.
     Random random(5);
     int differ = 0;
     for (int run = 0; run < 200; ++run) {
@@ -266,6 +267,11 @@ TEST(SbrPredictLp, ReflectionCoefficientIsLimited) {
             EXPECT_EQ(p.refCoef, sign * kOne) << flag;
         }
     }
+    // A quotient of -4.1 has wrapped before.
+    std::vector<Qor32s> x(kRows);
+    x[20] = 1000;
+    x[21] = 4100;
+    for (int flag : {0, 1}) EXPECT_EQ(predictLp(x, 20, flag).refCoef, kOne) << flag;
 }
 
 // It stands where the predictor is rejected. In the real form only a coefficient of exactly -4 can

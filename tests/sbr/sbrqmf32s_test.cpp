@@ -1,10 +1,14 @@
 #include "reference/sbrqmf32s.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <complex>
+#include <cstdint>
 #include <cstring>
 #include <numbers>
+#include <span>
+#include <string>
 #include <vector>
 
 #include "gmock/gmock.h"
@@ -363,7 +367,7 @@ TEST_P(SbrQmf32sBank, SlotLivesForTenCalls) {
     EXPECT_THAT(filter(silence), Each(0));
 }
 
-// Products round down: the tiniest negative samples leave traces, the positive ones do not.
+// Products round down: the tiniest samples leave traces, other ones for -1 than for 1.
 TEST_P(SbrQmf32sBank, RoundsDown) {
     const Bank& bank = GetParam();
     Filter plus(bank), minus(bank);
