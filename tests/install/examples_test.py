@@ -11,9 +11,16 @@ import subprocess
 import sys
 
 
-def output(folder, name, *arguments, data=b""):
+DEMO_DELAY = 576 + 529  # samples that the demo's encoder and the filter banks of MP3 put in front
+
+
+def run(folder, name, *arguments, data=b""):
     command = [str(pathlib.Path(folder) / f"example_{name}"), *map(str, arguments)]
-    return subprocess.run(command, input=data, check=True, capture_output=True).stdout
+    return subprocess.run(command, input=data, check=True, capture_output=True)
+
+
+def output(folder, name, *arguments, data=b""):
+    return run(folder, name, *arguments, data=data).stdout
 
 
 def samples(data):
@@ -22,11 +29,38 @@ def samples(data):
     return pcm
 
 
-def demo_pcm():
-    """The demo, interleaved stereo at 44100 Hz."""
-    wav = subprocess.run([os.environ["QORAC_QORDEC"], "-q", os.environ["QORAC_DEMO"], "-"], check=True,
+def decoded(path):
+    """A stream as qordec decodes it: interleaved 16-bit PCM."""
+    wav = subprocess.run([os.environ["QORAC_QORDEC"], "-q", str(path), "-"], check=True,
                          capture_output=True).stdout
     return samples(wav[44:])
+
+
+def demo():
+    return pathlib.Path(os.environ["QORAC_DEMO"])
+
+
+def demo_aac():
+    return demo().with_suffix(".aac")
+
+
+def sine(frequency, count, level=10000, rate=44100):
+    return array.array("h", (round(level * math.sin(2 * math.pi * frequency / rate * n)) for n in range(count)))
+
+
+def both(pcm):
+    """The same samples in two channels."""
+    return array.array("h", (x for x in pcm for _ in range(2)))
+
+
+def decibels(signal, reference):
+    """Energy of `signal` against that of `reference`."""
+    return 10 * math.log10(max(energy(signal), 1e-9) / energy(reference))
+
+
+def difference(a, b):
+    assert len(a) == len(b), (len(a), len(b))
+    return [x - y for x, y in zip(a, b)]
 
 
 def energy(pcm):
@@ -44,9 +78,58 @@ def check_mdct(folder, pcm):
     assert math.isclose(energy(low) + energy(rest), energy(left), rel_tol=0.02)
 
 
+def check_samples(folder, pcm):
+    pcm = pcm[88200:176400]
+    for scale_factor in (0, 16, 35):
+        step = 2 ** (scale_factor / 4)
+        got = samples(output(folder, "samples", scale_factor, data=pcm.tobytes()))
+        exact = 0
+        for x, y in zip(pcm, got):
+            integer = round((abs(x) / step) ** 0.75)
+            values = [max(-32768, min(32767, round(math.copysign((integer + d) ** (4 / 3) * step, x))))
+                      for d in ((0, -1, 1) if integer else (0, 1))]
+            assert y in values or abs(y - values[0]) <= 1, (x, y)
+            exact += abs(y - values[0]) <= 1
+        # The power has ten correct bits: near the middle between two integers both are right.
+        assert exact > 0.98 * len(pcm) and len(got) == len(pcm)
+
+
+def check_mp3_float_bank(folder, pcm):
+    def shifted(*gains, data):
+        return samples(output(folder, "mp3_float_bank", *gains, data=data.tobytes()))[2 * 481:]
+
+    assert decibels(difference(shifted(0, data=pcm[:88200])[:88200], pcm[:88200]), pcm[:88200]) < -75
+    bass, treble = both(sine(150, 20000)), both(sine(3000, 20000))  # sub-bands 0 and 4
+    half = [x / 2 for x in bass]
+    middle = slice(2000, -2000)
+    assert decibels(difference(shifted(-6.0206, 0, data=bass), half)[middle], half[middle]) < -50
+    assert decibels(difference(shifted(0, 0, 0, -200, data=bass), bass)[middle], bass[middle]) < -75
+    assert decibels(shifted(0, 0, 0, -200, data=treble)[middle], treble[middle]) < -75
+    assert decibels(difference(shifted(-200, 0, data=treble), treble)[middle], treble[middle]) < -75
+    # The channels are apart.
+    left = array.array("h", (x if i % 2 == 0 else 0 for i, x in enumerate(bass)))
+    assert not any(shifted(0, data=left)[1::2])
+
+
+def check_mp3_decode(folder, pcm):
+    # The example plays the Info frame, and what players cut off in front and behind.
+    got = run(folder, "mp3_decode", data=demo().read_bytes())
+    start = 2 * (1152 + DEMO_DELAY)
+    assert not got.stderr and samples(got.stdout)[start:start + len(pcm)] == pcm
+
+
+def check_aac_decode(folder):
+    got = run(folder, "aac_decode", data=demo_aac().read_bytes())
+    assert not got.stderr and samples(got.stdout) == decoded(demo_aac())
+
+
 def check(folder):
-    pcm = demo_pcm()
+    pcm = decoded(demo())
     check_mdct(folder, pcm)
+    check_samples(folder, pcm)
+    check_mp3_float_bank(folder, pcm)
+    check_mp3_decode(folder, pcm)
+    check_aac_decode(folder)
 
 
 if __name__ == "__main__":
