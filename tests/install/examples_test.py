@@ -7,8 +7,10 @@ import array
 import math
 import os
 import pathlib
+import shutil
 import subprocess
 import sys
+import tempfile
 
 
 DEMO_DELAY = 576 + 529  # samples that the demo's encoder and the filter banks of MP3 put in front
@@ -123,12 +125,34 @@ def check_aac_decode(folder):
     assert not got.stderr and samples(got.stdout) == decoded(demo_aac())
 
 
+def check_mp3_encode(folder, pcm):
+    with tempfile.TemporaryDirectory() as name:
+        path = pathlib.Path(name) / "test.mp3"
+        for channels, rate, kbits, most in ((2, 44100, 128, -17), (1, 44100, 64, -13), (2, 48000, 320, -30),
+                                            (1, 32000, 32, -9)):
+            source = pcm if channels == 2 else pcm[::2]
+            path.write_bytes(output(folder, "mp3_encode", channels, rate, kbits, data=source.tobytes()))
+            got = decoded(path)
+            frames = -(-(len(source) // channels + 1329) // 1152)
+            assert len(got) == 1152 * frames * channels
+            assert path.stat().st_size == 144000 * kbits * frames // rate
+            coded = got[1329 * channels:1329 * channels + len(source)]
+            assert decibels(difference(coded, source), source) < most
+            own = run(folder, "mp3_decode", data=path.read_bytes())
+            assert not own.stderr and samples(own.stdout) == got
+            if shutil.which("mpg123"):
+                other = subprocess.run(["mpg123", "-q", "--no-gapless", "-s", path], check=True, capture_output=True)
+                assert not other.stderr, other.stderr
+                assert max(map(abs, difference(samples(other.stdout), got))) <= 1
+
+
 def check(folder):
     pcm = decoded(demo())
     check_mdct(folder, pcm)
     check_samples(folder, pcm)
     check_mp3_float_bank(folder, pcm)
     check_mp3_decode(folder, pcm)
+    check_mp3_encode(folder, pcm)
     check_aac_decode(folder)
 
 
