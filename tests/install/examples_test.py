@@ -7,6 +7,7 @@ import array
 import math
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -125,6 +126,20 @@ def check_aac_decode(folder):
     assert not got.stderr and samples(got.stdout) == decoded(demo_aac())
 
 
+def check_aac_prediction(folder, pcm):
+    def coded(step, data):
+        got = run(folder, "aac_prediction", step, data=data.tobytes())
+        gain = float(re.fullmatch(r"prediction gain (\S+) dB\n", got.stderr.decode()).group(1))
+        return gain, decibels(difference(samples(got.stdout)[1024:len(data) + 1024], data), data)
+
+    left, tone = pcm[::2], sine(1000, 60000)
+    gain, error = coded(1024, left)
+    assert 0.3 < gain < 5 and -60 < error < -45, (gain, error)
+    gain, error = coded(1024, tone)
+    assert gain > 8 and error < -60, (gain, error)
+    assert coded(16, left)[1] < -75
+
+
 def check_mp3_encode(folder, pcm):
     with tempfile.TemporaryDirectory() as name:
         path = pathlib.Path(name) / "test.mp3"
@@ -154,6 +169,7 @@ def check(folder):
     check_mp3_decode(folder, pcm)
     check_mp3_encode(folder, pcm)
     check_aac_decode(folder)
+    check_aac_prediction(folder, pcm)
 
 
 if __name__ == "__main__":
