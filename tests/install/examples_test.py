@@ -161,6 +161,36 @@ def check_mp3_encode(folder, pcm):
                 assert max(map(abs, difference(samples(other.stdout), got))) <= 1
 
 
+def check_sbr_upsample(folder, pcm):
+    left = pcm[::2]
+    got = samples(output(folder, "sbr_upsample", data=left.tobytes()))
+    assert len(got) == 2 * len(left) + 578
+    # Every second sample is one of the input.
+    assert decibels(difference(got[578::2], left), left) < -55
+    # A tone stays a tone, with nothing at its image around the old rate.
+    for frequency in (440, 5000):
+        tone = sine(frequency, 20000, rate=22050)
+        twice = samples(output(folder, "sbr_upsample", data=tone.tobytes()))[578:]
+        middle = slice(2000, 38000)
+        assert decibels(difference(twice, sine(frequency, 40000))[middle], twice[middle]) < -50
+
+
+def check_ps_hybrid(folder):
+    pcm = array.array("h")
+    for n in range(44100):
+        low = 10000 * math.sin(2 * math.pi * 130 / 44100 * n)
+        high = 5000 * math.sin(2 * math.pi * 950 / 44100 * n)
+        pcm.extend((round(low + high), round(low / 2 - 2 * high)))
+    lines = output(folder, "ps_hybrid", 44100, data=pcm.tobytes()).decode().splitlines()
+    bands = {}
+    for line in lines:
+        low, high, level, alike = map(float, re.findall(r"-?\d+\.?\d*", line))
+        bands[low, high] = level, alike
+    assert len(bands) == 8
+    for band, level, alike in (((86, 172), 6.02, 1), ((861, 1034), -6.02, -1)):
+        assert abs(bands[band][0] - level) < 0.05 and abs(bands[band][1] - alike) < 0.01, bands
+
+
 def check(folder):
     pcm = decoded(demo())
     check_mdct(folder, pcm)
@@ -170,6 +200,8 @@ def check(folder):
     check_mp3_encode(folder, pcm)
     check_aac_decode(folder)
     check_aac_prediction(folder, pcm)
+    check_sbr_upsample(folder, pcm)
+    check_ps_hybrid(folder)
 
 
 if __name__ == "__main__":
