@@ -191,6 +191,22 @@ def check_ps_hybrid(folder):
         assert abs(bands[band][0] - level) < 0.05 and abs(bands[band][1] - alike) < 0.01, bands
 
 
+def check_vlc(folder, pcm):
+    edges = array.array("h", ((-32768, 32767, 0, -32768, 1)[n % 5] for n in range(3001)))
+    for source in (pcm[::2], edges):
+        got = run(folder, "vlc", data=source.tobytes())
+        assert samples(got.stdout) == source
+        bits = 0
+        for start in range(0, len(source), 1024):
+            block = [abs((x - y + 32768) % 65536 - 32768) for x, y in
+                     zip(source[start:start + 1024], source[start - 1:] if start else [0, *source[:1023]])]
+            block += [0] * (1024 - len(block))
+            linbits = max(0, max(block) - 15).bit_length()
+            bits += sum(3 if v < 4 else 4 if v < 8 else 5 for v in block)
+            bits += sum((v > 0) + (linbits if v >= 15 else 0) for v in block)
+        assert got.stderr.decode() == f"{bits} bits\n", (got.stderr, bits)
+
+
 def check(folder):
     pcm = decoded(demo())
     check_mdct(folder, pcm)
@@ -202,6 +218,7 @@ def check(folder):
     check_aac_prediction(folder, pcm)
     check_sbr_upsample(folder, pcm)
     check_ps_hybrid(folder)
+    check_vlc(folder, pcm)
 
 
 if __name__ == "__main__":
