@@ -12,6 +12,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+from random import Random
 
 
 DEMO_DELAY = 576 + 529  # samples that the demo's encoder and the filter banks of MP3 put in front
@@ -207,6 +208,36 @@ def check_vlc(folder, pcm):
         assert got.stderr.decode() == f"{bits} bits\n", (got.stderr, bits)
 
 
+def check_dts_synthesis(folder, pcm):
+    def error(step, source):
+        got = samples(output(folder, "dts_synthesis", step, data=source.tobytes()))
+        assert len(got) == len(source) + 480
+        return energy(difference(got[480:], source)) / len(source)
+
+    assert error(0.01, pcm[:176400:2]) < 0.5
+    # In a noise all sub-bands are rounded alike: a twelfth of the square of the step.
+    random = Random(1)
+    noise = array.array("h", (random.randint(-8000, 8000) for _ in range(40000)))
+    assert math.isclose(error(64, noise), 64 ** 2 / 12, rel_tol=0.05)
+
+
+def check_tvq_search(folder, pcm):
+    left = pcm[:176400:2]
+    errors = []
+    for candidates in (1, 4, 64):
+        got = samples(output(folder, "tvq_search", candidates, data=left.tobytes()))
+        errors.append(decibels(difference(got, left), left))
+    assert errors[0] > errors[1] > errors[2] and errors[0] < -15, errors
+
+
+def check_fir(folder, pcm):
+    got = samples(output(folder, "fir", 4410, 1, 0, 0, 0.5, data=pcm.tobytes()))
+    delay = 2 * 3 * 4410
+    echo = [0] * delay + [x / 2 for x in pcm[:-delay]]
+    assert len(got) == len(pcm)
+    assert all(abs(max(-32768, min(32767, x + y)) - z) <= 0.5 for x, y, z in zip(pcm, echo, got))
+
+
 def check(folder):
     pcm = decoded(demo())
     check_mdct(folder, pcm)
@@ -219,6 +250,9 @@ def check(folder):
     check_sbr_upsample(folder, pcm)
     check_ps_hybrid(folder)
     check_vlc(folder, pcm)
+    check_dts_synthesis(folder, pcm)
+    check_tvq_search(folder, pcm)
+    check_fir(folder, pcm)
 
 
 if __name__ == "__main__":
