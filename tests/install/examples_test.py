@@ -4,6 +4,7 @@
     QORAC_QORDEC=qordec QORAC_DEMO=demo.mp3 examples_test.py folder-of-the-programs
 """
 import array
+import io
 import math
 import os
 import pathlib
@@ -12,6 +13,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import wave
 from random import Random
 
 
@@ -38,6 +40,19 @@ def decoded(path):
     wav = subprocess.run([os.environ["QORAC_QORDEC"], "-q", str(path), "-"], check=True,
                          capture_output=True).stdout
     return samples(wav[44:])
+
+
+def encoded(pcm, channels, rate, kbits):
+    """PCM as qorenc, which stands beside qordec, encodes it."""
+    wav = io.BytesIO()
+    with wave.open(wav, "wb") as file:
+        file.setnchannels(channels)
+        file.setsampwidth(2)
+        file.setframerate(rate)
+        file.writeframes(pcm.tobytes())
+    encoder = pathlib.Path(os.environ["QORAC_QORDEC"]).with_name("qorenc")
+    return subprocess.run([encoder, "-q", "-b", str(kbits), "-", "-"], input=wav.getvalue(), check=True,
+                          capture_output=True).stdout
 
 
 def demo():
@@ -145,16 +160,19 @@ def check_mp3_encode(folder, pcm):
     with tempfile.TemporaryDirectory() as name:
         path = pathlib.Path(name) / "test.mp3"
         for channels, rate, kbits, most in ((2, 44100, 128, -17), (1, 44100, 64, -13), (2, 48000, 320, -30),
-                                            (1, 32000, 32, -9)):
+                                            (1, 32000, 32, -9), (2, 44100, 64, -8)):
             source = pcm if channels == 2 else pcm[::2]
-            path.write_bytes(output(folder, "mp3_encode", channels, rate, kbits, data=source.tobytes()))
+            stream = output(folder, "mp3_encode", channels, rate, kbits, data=source.tobytes())
+            path.write_bytes(stream)
+            # qorenc puts an Info frame in front.
+            assert encoded(source, channels, rate, kbits)[-len(stream):] == stream
             got = decoded(path)
             frames = -(-(len(source) // channels + 1329) // 1152)
             assert len(got) == 1152 * frames * channels
-            assert path.stat().st_size == 144000 * kbits * frames // rate
+            assert len(stream) == 144000 * kbits * frames // rate
             coded = got[1329 * channels:1329 * channels + len(source)]
             assert decibels(difference(coded, source), source) < most
-            own = run(folder, "mp3_decode", data=path.read_bytes())
+            own = run(folder, "mp3_decode", data=stream)
             assert not own.stderr and samples(own.stdout) == got
             if shutil.which("mpg123"):
                 other = subprocess.run(["mpg123", "-q", "--no-gapless", "-s", path], check=True, capture_output=True)
