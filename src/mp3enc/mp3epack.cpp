@@ -309,7 +309,8 @@ QorStatus qorsHuffmanEncode_MP3_32s1u(const Qor32s* pSrcIx, Qor8u** ppBitStream,
     if (anyNull(*ppBitStream, pOffset, pFrameHeader, pSideInfo)) return qorStsNullPtrErr;
     if (outside(*pOffset, 0, 7)) return qorStsBadArgErr;
     if (pSideInfo->big_values > 576 / 2) return qorStsMp3SideInfoErr;
-    if (pSideInfo->region0_count + pSideInfo->region1_count >= 21) return qorStsMp3SideInfoErr;
+    if (Qor64s(pSideInfo->region0_count) + pSideInfo->region1_count >= 21)
+        return qorStsMp3SideInfoErr;
     if (outside(pSideInfo->count1table_select, 0, 1)) return qorStsMp3SideInfoErr;
     if (pFrameHeader->id != 1) return qorStsMp3FrameHeaderErr;
     if (pFrameHeader->layer != 1) return qorStsMp3FrameHeaderErr;

@@ -1,3 +1,5 @@
+#include <climits>
+
 #include "arguments/arguments.h"
 
 namespace qorac::test {
@@ -127,8 +129,8 @@ void addPacking(Family& family) {
                       .nullStream(stream)
                       .outside(*offset, 0, 7, qorStsBadArgErr)
                       .field(side->big_values, {289, INT_MAX}, qorStsMp3SideInfoErr)
-                      .field(side->region0_count, {21, 1 << 30}, qorStsMp3SideInfoErr)
-                      .field(side->region1_count, {21, 1 << 29}, qorStsMp3SideInfoErr)
+                      .field(side->region0_count, {21, INT_MAX}, qorStsMp3SideInfoErr)
+                      .field(side->region1_count, {21, INT_MAX}, qorStsMp3SideInfoErr)
                       .outside(side->count1table_select, 0, 1, qorStsMp3SideInfoErr)
                       .outside(header->id, 1, 1, qorStsMp3FrameHeaderErr)
                       .outside(header->layer, 1, 1, qorStsMp3FrameHeaderErr)
