@@ -1,5 +1,7 @@
 // The predictor in vectors of one instruction level, a line in each lane; see frame/levels.h.
 
+#include "transform/vectors.h"
+
 #if QORAC_LEVEL >= 4
 typedef Vec16 Bits;
 typedef SignedVec16 SignedBits;
@@ -10,18 +12,7 @@ typedef SignedVec8 SignedBits;
 typedef Vec4 Bits;
 typedef SignedVec4 SignedBits;
 #endif
-typedef Qor32f Lines __attribute__((vector_size(sizeof(Bits))));
-
-template <typename V>
-static QORAC_INLINE V loadLines(const Qor32f* p) {
-    V v;
-    __builtin_memcpy(&v, p, sizeof v);
-    return v;
-}
-template <typename V>
-static QORAC_INLINE void storeLines(Qor32f* p, V v) {
-    __builtin_memcpy(p, &v, sizeof v);
-}
+using Lines = Lanes<Qor32f, kLanes<Bits>>;
 
 // The patterns of one line or of the lines of a vector.
 static QORAC_INLINE Qor32u bitsOf(Qor32f x) { return std::bit_cast<Qor32u>(x); }
@@ -98,21 +89,21 @@ static QORAC_INLINE V rounded(V x) {
 // Predicts the lines from i on and adapts them to what `reconstruct` makes of the estimates.
 template <typename V, typename Reconstruct>
 static QORAC_INLINE void predictLines(const Lattice& s, int i, Reconstruct reconstruct) {
-    const V cor1 = loadLines<V>(s.cor1 + i), cor2 = loadLines<V>(s.cor2 + i);
-    const V var1 = loadLines<V>(s.var1 + i), var2 = loadLines<V>(s.var2 + i);
-    const V r1 = loadLines<V>(s.r1 + i), r2 = loadLines<V>(s.r2 + i);
+    const V cor1 = load<V>(s.cor1 + i), cor2 = load<V>(s.cor2 + i);
+    const V var1 = load<V>(s.var1 + i), var2 = load<V>(s.var2 + i);
+    const V r1 = load<V>(s.r1 + i), r2 = load<V>(s.r2 + i);
     const MantissaFactors<V> mantissa = mantissaFactors(bitsOf(var1), bitsOf(var2));
     const V k1 = mantissa.first * cor1 * exponentFactor(bitsOf(var1));
     const V k2 = mantissa.second * cor2 * exponentFactor(bitsOf(var2));
     const V first = r1 * k1;
     const V x = reconstruct(rounded(k2 * r2 + first));
     const V e = x - first;
-    storeLines(s.cor1 + i, truncated(cor1 * kAdaptation + r1 * x));
-    storeLines(s.cor2 + i, truncated(cor2 * kAdaptation + r2 * e));
-    storeLines(s.var1 + i, truncated(0.5f * (r1 * r1 + x * x) + var1 * kAdaptation));
-    storeLines(s.var2 + i, truncated(0.5f * (r2 * r2 + e * e) + var2 * kAdaptation));
-    storeLines(s.r2 + i, truncated((r1 - k1 * x) * kAttenuation));
-    storeLines(s.r1 + i, truncated(x * kAttenuation));
+    store(s.cor1 + i, truncated(cor1 * kAdaptation + r1 * x));
+    store(s.cor2 + i, truncated(cor2 * kAdaptation + r2 * e));
+    store(s.var1 + i, truncated(0.5f * (r1 * r1 + x * x) + var1 * kAdaptation));
+    store(s.var2 + i, truncated(0.5f * (r2 * r2 + e * e) + var2 * kAdaptation));
+    store(s.r2 + i, truncated((r1 - k1 * x) * kAttenuation));
+    store(s.r1 + i, truncated(x * kAttenuation));
 }
 
 // --- runs of lines ----------------------------------------------------------------------------
@@ -130,8 +121,8 @@ static void predictForward(const Lattice& state, const Qor32f* pSrc, Qor32f* pDs
     forLines(len, [&, state](int i, auto lines) {
         using V = decltype(lines);
         predictLines<V>(state, i, [&](V estimate) {
-            const V x = loadLines<V>(pSrc + i);
-            storeLines(pDst + i, x - estimate);
+            const V x = load<V>(pSrc + i);
+            store(pDst + i, x - estimate);
             return x;
         });
     });
@@ -142,11 +133,11 @@ static void predictInverse(const Lattice& state, Qor32f* pSrcDst, const Qor32u* 
     forLines(len, [&, state](int i, auto lines) {
         using V = decltype(lines);
         predictLines<V>(state, i, [&](V estimate) {
-            const V residual = loadLines<V>(pSrcDst + i);
+            const V residual = load<V>(pSrcDst + i);
             decltype(bitsOf(residual)) mask;
             __builtin_memcpy(&mask, used + i, sizeof mask);
             const V x = linesOf((bitsOf(residual + estimate) & mask) | (bitsOf(residual) & ~mask));
-            storeLines(pSrcDst + i, x);
+            store(pSrcDst + i, x);
             return x;
         });
     });

@@ -1,29 +1,13 @@
 // The float filter banks in vectors of one instruction level; see frame/levels.h.
 
-typedef Qor32f Four __attribute__((vector_size(16)));
-typedef Qor32f Eight __attribute__((vector_size(32)));
+#include "transform/vectors.h"
 
-#if QORAC_LEVEL >= 4
-typedef Qor32f Lanes __attribute__((vector_size(64)));
-#elif QORAC_LEVEL >= 3
-typedef Eight Lanes;
-#else
-typedef Four Lanes;
-#endif
-constexpr int kWidth = sizeof(Lanes) / sizeof(Qor32f);
+using Four = Lanes<Qor32f, 4>;
+using Eight = Lanes<Qor32f, 8>;
+using Floats = Lanes<Qor32f, QORAC_LEVEL >= 4 ? 16 : QORAC_LEVEL >= 3 ? 8 : 4>;
+constexpr int kWidth = kLanes<Floats>;
 
-template <typename V>
-static QORAC_INLINE V loadFloats(const Qor32f* p) {
-    V v;
-    __builtin_memcpy(&v, p, sizeof v);
-    return v;
-}
-template <typename V>
-static QORAC_INLINE void storeFloats(Qor32f* p, V v) {
-    __builtin_memcpy(p, &v, sizeof v);
-}
-
-static QORAC_INLINE Lanes reversed(Lanes x) {
+static QORAC_INLINE Floats reversed(Floats x) {
 #if QORAC_LEVEL >= 4
     return __builtin_shufflevector(x, x, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
 #elif QORAC_LEVEL >= 3
@@ -36,14 +20,14 @@ static QORAC_INLINE Lanes reversed(Lanes x) {
 // sums[i] = the sum over n of x[step n] times row n of the matrix, in two chains.
 static QORAC_INLINE void multiply(const Matrix& matrix, const Qor32f* x, int step, Qor32f* sums) {
     constexpr int kVectors = kHalf / kWidth;
-    Lanes first[kVectors]{}, second[kVectors]{};
+    Floats first[kVectors]{}, second[kVectors]{};
     for (int n = 0; n < kHalf; n += 2) {
         for (int v = 0; v < kVectors; ++v) {
-            first[v] += x[step * n] * loadFloats<Lanes>(matrix.row[n] + v * kWidth);
-            second[v] += x[step * (n + 1)] * loadFloats<Lanes>(matrix.row[n + 1] + v * kWidth);
+            first[v] += x[step * n] * load<Floats>(matrix.row[n] + v * kWidth);
+            second[v] += x[step * (n + 1)] * load<Floats>(matrix.row[n + 1] + v * kWidth);
         }
     }
-    for (int v = 0; v < kVectors; ++v) storeFloats(sums + v * kWidth, first[v] + second[v]);
+    for (int v = 0; v < kVectors; ++v) store(sums + v * kWidth, first[v] + second[v]);
 }
 
 // --- analysis ---------------------------------------------------------------------------------
@@ -53,7 +37,7 @@ static QORAC_INLINE void multiply(const Matrix& matrix, const Qor32f* x, int ste
 typedef Eight Taps;
 
 static QORAC_INLINE Taps products(const Qor32f* x, const Qor32f* window) {
-    return loadFloats<Eight>(x) * loadFloats<Eight>(window);
+    return load<Eight>(x) * load<Eight>(window);
 }
 // Four sums out of four vectors.
 static QORAC_INLINE Four sumsOf(const Taps* t) {
@@ -71,8 +55,7 @@ static QORAC_INLINE Four sumsOf(const Taps* t) {
 typedef Four Taps;
 
 static QORAC_INLINE Taps products(const Qor32f* x, const Qor32f* window) {
-    return loadFloats<Four>(x) * loadFloats<Four>(window) +
-           loadFloats<Four>(x + 4) * loadFloats<Four>(window + 4);
+    return load<Four>(x) * load<Four>(window) + load<Four>(x + 4) * load<Four>(window + 4);
 }
 static QORAC_INLINE Four sumsOf(const Taps* t) {
     const auto halve = [](Four a, Four b) {
@@ -100,7 +83,7 @@ static QORAC_INLINE void windowSums(const Qor32f* pRing, Qor32s position, Qor32f
     t[0] = y(16);
     for (int m = 1; m <= 16; ++m) t[m] = y(16 + m) + y(16 - m);
     for (int m = 17; m < kBands; ++m) t[m] = y(16 + m) - y(80 - m);
-    for (int m = 0; m < kBands; m += 4) storeFloats(d + m, sumsOf(t + m));
+    for (int m = 0; m < kBands; m += 4) store(d + m, sumsOf(t + m));
 }
 
 static void analyse(const Qor32f* pRing, Qor32s position, Qor32f* pDst) {
@@ -141,17 +124,17 @@ static void synthesise(const Qor32f* pRing, Qor32s position, Qor32f* pDst) {
     Qor32f centre = 0;
     for (int a = 0; a < kTaps; ++a) centre -= dTableW7.centre[a] * slot(2 * a + 1)[0];
     for (int j = 0; j < kHalf; j += kWidth) {
-        Lanes low{}, high{};
+        Floats low{}, high{};
         for (int a = 0; a < kTaps; ++a) {
-            const Lanes u = loadFloats<Lanes>(slot(2 * a) + 16 + j);
-            const Lanes v = reversed(loadFloats<Lanes>(slot(15 - 2 * a) + 16 - j - (kWidth - 1)));
-            const Lanes rising = loadFloats<Lanes>(dTableW7.rising[a] + j);
-            const Lanes falling = loadFloats<Lanes>(dTableW7.falling[a] + j);
+            const Floats u = load<Floats>(slot(2 * a) + 16 + j);
+            const Floats v = reversed(load<Floats>(slot(15 - 2 * a) + 16 - j - (kWidth - 1)));
+            const Floats rising = load<Floats>(dTableW7.rising[a] + j);
+            const Floats falling = load<Floats>(dTableW7.falling[a] + j);
             low += rising * u + falling * v;
             high += rising * v - falling * u;
         }
-        storeFloats(pDst + j, low);
-        storeFloats(pDst + 32 - j - (kWidth - 1), reversed(high));
+        store(pDst + j, low);
+        store(pDst + 32 - j - (kWidth - 1), reversed(high));
     }
     pDst[16] = centre;
 }
