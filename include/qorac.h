@@ -1918,8 +1918,8 @@ QorStatus qorsAnalysisFilter_PS_32fc_D2(const Qor32fc* pSrc, Qor32fc* pDst, Qor3
 /*
  * The complex QMF analysis of the SBR encoder, 64 bands (window of ISO/IEC 14496-3). The spec holds
  * tables and scratch and no history; as it holds scratch, it belongs to one thread at a time. Every
- * function aligns the pointer to the spec up to 16 bytes itself, so that the memory given to Init
- * need not be aligned and is the spec pointer of the other functions.
+ * function aligns its pointer up to 16 bytes itself, so that the memory given to Init need not be
+ * aligned and is the context of the other functions.
  *
  * GetSize: bytes of the memory for a spec and of the scratch of Init.
  *   qorStsNullPtrErr        a pointer is null
@@ -1936,9 +1936,9 @@ QorStatus qorsAnalysisFilterEncInit_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec, Qo
 /*
  * InitAlloc allocates a spec, builds it and stores it in *ppSpec.
  *   qorStsNullPtrErr        ppSpec is null
- *   qorStsMemAllocErr       an allocation failed. *ppSpec is null when it was that of the spec; when
- *                           it was that of the scratch, *ppSpec is a block without a spec, which the
- *                           caller releases with qorFree
+ *   qorStsMemAllocErr       an allocation failed. *ppSpec is null when it was that of the context;
+ *                           when it was that of the scratch, *ppSpec is a block without a context,
+ *                           which the caller releases with qorFree
  */
 QorStatus qorsAnalysisFilterEncInitAlloc_SBR_32f(QorsFilterEncSpec_SBR_32f** ppSpec);
 
@@ -2190,7 +2190,7 @@ QorStatus qorsMDCTFwd_16s_Sfs(const Qor16s* pSrc, Qor16s* pDst, const QorsMDCTFw
  * are touched.
  *
  * Errors, in order: qorStsNullPtrErr (ppBitStream, pBitOffset, pDst or pSpec null),
- * qorStsVlcBitOffsetErr (*pBitOffset outside 0 to 7), qorStsContextMatchErr (the spec's id is not
+ * qorStsVlcBitOffsetErr (*pBitOffset outside 0 to 7), qorStsContextMatchErr (the record's id is not
  * 0x434D4160). AAC, while decoding: qorStsVlcEscapeOverflowErr (an escape of more than eight
  * ones), which leaves the cursor as it was and the values before this one stored.
  */
@@ -2212,7 +2212,7 @@ QorStatus qorsVLCDecodeUTupleEscBlock_MP3_1u16s(Qor8u** ppBitStream, Qor32s* pBi
  * 2^linbits are not refused; what is written for them cannot be decoded.
  *
  * Errors, in order: qorStsNullPtrErr (pSrc, ppBitStream, pBitOffset or pSpec null),
- * qorStsVlcBitOffsetErr (*pBitOffset outside 0 to 7), qorStsContextMatchErr (the spec's id is not
+ * qorStsVlcBitOffsetErr (*pBitOffset outside 0 to 7), qorStsContextMatchErr (the record's id is not
  * 0x434D415F).
  */
 QorStatus qorsVLCEncodeEscBlock_AAC_16s1u(const Qor16s* pSrc, Qor32s len, Qor8u** ppBitStream,

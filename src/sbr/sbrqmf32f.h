@@ -1,7 +1,7 @@
 // What the float QMF banks of the SBR tool (ISO/IEC 14496-3, clause 4.6.18.4) have in common: the
 // record, its place in the caller's memory and the checks of the filters.
 //
-// The memory of a bank, aligned up to 16 bytes, holds the spec of its transform, the record and the
+// The memory of a bank, aligned up to 16 bytes, holds its transform, the record and the
 // ring. A caller's spec pointer is the record.
 #pragma once
 
@@ -32,7 +32,7 @@ struct QmfBank32f {
     Qor32s size;        // of the transform: order of an FFT, length of a DCT
     Qor32s ringLen;     // floats
     Qor32s spareLen;    // floats behind the ring: part of the size, not used
-    bool scratchFirst;  // pBuffer is tested with the spec, and kx before the data pointers
+    bool scratchFirst;  // pBuffer is tested with the context, and kx before the data pointers
 };
 
 //   qorStsNullPtrErr        a pointer is null

@@ -235,7 +235,7 @@ TEST_P(SbrQmf32sBank, InitAllocAndFree) {
     EXPECT_EQ(test::liveBlocks(), live);
 }
 
-// Free of a spec made by Init releases nothing; the spec goes on, and can be freed again.
+// Free of a context made by Init releases nothing; the context goes on, and can be freed again.
 TEST_P(SbrQmf32sBank, FreeLeavesAnInitSpecAsItIs) {
     const Bank& bank = GetParam();
     Random random(2);

@@ -340,7 +340,7 @@ TEST(SbrSynthesisOfSplit, NeedsBothListsOfRows) {
     check(test::DownSynthesisOfSplit{}, qorsSynthesisDownFilter_SBR_CToR_32f_D2L);
 }
 
-// No float bank takes the spec of another one, even of the same contents.
+// No float bank takes the context of another one, even of the same contents.
 TYPED_TEST(SbrSynthesis, RefusesTheSpecsOfOtherBanks) {
     constexpr int bands = TypeParam::bands;
     const RowsOf<TypeParam> rows(noise<TypeParam>(1));
@@ -366,7 +366,7 @@ TYPED_TEST(SbrSynthesis, RefusesTheSpecsOfOtherBanks) {
     check(test::DownSynthesisOfSplit{});
     check(test::DownSynthesisOfComplex{});
     check(test::DownSynthesisOfReal{});
-    // Nor the memory of a bank, which begins with the spec of the transform.
+    // Nor the memory of a bank, which begins with its transform.
     FloatBank<TypeParam> atStart(0, false);
     EXPECT_EQ(call(reinterpret_cast<QorsFilterSpec_SBR_32f*>(atStart.memory())),
               qorStsContextMatchErr);
