@@ -1,5 +1,7 @@
 # Thin names over the CMake presets; HACKING.md explains them.
-.PHONY: all demo test asan tsan fuzz clang bench format lint install package check-package clean
+version := $(shell sed -n 's/^project.*VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+
+.PHONY: all demo test asan tsan fuzz clang docs bench format lint install package check-package clean
 
 all:
 	@scripts/install-deps build test
@@ -48,6 +50,12 @@ clang:
 	@scripts/install-deps build test clang
 	cmake --preset clang
 	cmake --build --preset clang
+
+# The reference of all functions: build/docs/html/index.html.
+docs:
+	@scripts/install-deps docs
+	@mkdir -p build
+	QORAC_VERSION=$(version) doxygen docs/reference/Doxyfile
 
 # Every benchmark, with the peers that are installed.
 bench:

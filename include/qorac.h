@@ -1,10 +1,11 @@
 /**
  * @file
- * @mainpage Audio-coding primitives for Linux on x86-64
+ * @mainpage Overview
  *
- * The library is not a codec. It gives the steps of MP3, AAC, SBR, parametric stereo, TwinVQ and
- * DTS decoders and encoders that are heavy, standard-defined or numerically delicate; the caller
- * writes the control flow and calls them frame by frame.
+ * Audio-coding primitives for Linux on x86-64. The library is not a codec. It gives the steps of
+ * MP3, AAC, SBR, parametric stereo, TwinVQ and DTS decoders and encoders that are heavy,
+ * standard-defined or numerically delicate; the caller writes the control flow and calls them frame
+ * by frame.
  *
  * What holds for every function here:
  *
@@ -31,7 +32,7 @@
  * means a bit stream, `_D2L` an array of row pointers.
  *
  * @par Families
- *  - @ref formats: interleaving, scaled floats, the 3/4 and 4/3 power laws
+ *  - @ref formats : interleaving, scaled floats, the 3/4 and 4/3 power laws
  *  - @ref mp3dec, @ref mp3bank, @ref mp3enc
  *  - @ref aac, @ref aacpred
  *  - @ref sbrbank, @ref sbrbank32f, @ref sbrtools, @ref ps
