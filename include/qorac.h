@@ -1394,76 +1394,110 @@ QorStatus qorsFDPInv_32f_I(Qor32f* pSrcDst, const Qor32s* pBandOffset, Qor32s nu
 
 /* ================================================================ MP3 encoding ============== */
 
-/* --- analysis, psychoacoustics --- */
+/**
+ * @addtogroup mp3enc
+ * @{
+ */
 
 /*
- * Polyphase analysis of one time slot (ISO 11172-3 clause 2.4.3.2 and Annex C.1.3).
+ * The steps of a Layer III encoder at constant bit rate. `granules` is 2 for id 1 and 1 for id 0,
+ * `channels` 1 for mode 3 and 2 otherwise. Records, lines and scale factors of a granule and
+ * channel stand at index granule * channels + channel. Lines of short blocks are ordered band,
+ * window, line in the window; their scale factors and ratios have index band * 3 + window.
  *
- *   pSrc       the last 512 samples of a channel, oldest first, nChannels apart (a pointer into
- *              interleaved PCM)
- *   pDst       32 sub-band samples with 9 fraction bits (a full-scale sine gives about 2^24)
- *   nChannels  1 or 2
+ * Order: qorsBitReservoirInit_MP3 once; for each frame qorsPsychoacousticModelTwo_MP3_16s, per
+ * granule and channel qorsAnalysisPQMF_MP3_16s32s 18 times and qorsMDCTFwd_MP3_32s, per granule
+ * qorsJointStereoEncode_MP3_32s_I, once qorsQuantize_MP3_32s_I, per granule and channel
+ * qorsPackScaleFactors_MP3_8s1u and qorsHuffmanEncode_MP3_32s1u, then qorsPackFrameHeader_MP3 and
+ * qorsPackSideInfo_MP3. The caller assembles the frame: it computes main_data_begin, moves main
+ * data behind the side information of earlier frames and sets CRCWord.
+ */
+
+/* --- analysis, psychoacoustics --- */
+
+/**
+ * Takes 512 samples of one channel through the polyphase analysis to one sample of each of 32
+ * sub-bands.
  *
  * A granule is 18 calls, pSrc moving on by 32 * nChannels, pDst by 32. The sub-band samples are
  * within 1 of the standard's sum over the window in Q30.
  *
- * Errors, in order: qorStsNullPtrErr (either pointer null), qorStsBadArgErr (nChannels not 1 or 2).
+ * @param[in]  pSrc       the last 512 samples of the channel, 16-bit PCM, oldest first, nChannels
+ *                        apart (a pointer into interleaved PCM)
+ * @param[out] pDst       32 sub-band samples, lowest sub-band first, with 9 fraction bits: a sine
+ *                        of full scale gives about 2^24
+ * @param[in]  nChannels  distance of the samples, 1 or 2
+ * @retval qorStsNullPtrErr  pSrc or pDst null
+ * @retval qorStsBadArgErr   nChannels not 1 or 2
+ * @source ISO 11172-3, Annex C.1.3 and Table C.1
  */
 QorStatus qorsAnalysisPQMF_MP3_16s32s(const Qor16s* pSrc, Qor32s* pDst, int nChannels);
 
-/*
- * Forward MDCT of one granule and channel with block switching, frequency inversion and alias
- * reduction (ISO 11172-3 Annex C.1.5.3.3): 18 slots of 32 sub-band samples become 576 lines.
- *
- *   pSrc        sub-band samples, index slot * 32 + sub-band
- *   pDst        576 lines in the format of the samples: sub-band * 18 + line; for blockType 2 scale
- *               factor band, window, line within the window. Must not overlap pSrc or pOverlap
- *   blockType   0 long, 1 start, 2 short, 3 stop; not checked
- *   mixedBlock  not 0: sub-bands 0 and 1 have the long window of type 0 whatever blockType is
- *   pFrameHeader  id and sampling_frequency choose the bands of short blocks
- *   pOverlap    sub-band samples of the granule before, 576; cleared by the caller before the first
- *               granule; replaced by pSrc
+/**
+ * Turns the sub-band samples of one granule and channel into 576 lines: MDCT with block switching,
+ * frequency inversion, alias reduction.
  *
  * For blockType 2 the lines of the two low sub-bands of a mixed block pass the reordering like the
  * others, and the boundary between them is alias-reduced after it. The short transform is not the
  * standard's: it takes the last four samples of its third window from two slots later, and
  * three of its terms differ from an MDCT's, so that a decoder's inverse does not undo it.
  *
- * Errors: qorStsNullPtrErr (any pointer null).
+ * @param[in]     pSrc          18 slots of 32 sub-band samples, index slot * 32 + sub-band, as
+ *                              qorsAnalysisPQMF_MP3_16s32s() gives them
+ * @param[out]    pDst          576 lines, Q26 of the standard's xr (with sub-bands of 9 fraction
+ *                              bits): index sub-band * 18 + line; for blockType 2 band, window,
+ *                              line in the window. Must not overlap pSrc or pOverlap
+ * @param[in]     blockType     0 long, 1 start, 2 short, 3 stop; not checked
+ * @param[in]     mixedBlock    not 0: sub-bands 0 and 1 have the long window of type 0, whatever
+ *                              blockType is
+ * @param[in]     pFrameHeader  id (0 or 1) and sampling_frequency (0 to 2), not checked, choose the
+ *                              bands of short blocks
+ * @param[in,out] pOverlap      576 sub-band samples of the channel's granule before, ordered as
+ *                              pSrc; cleared by the caller before the first granule, replaced by
+ *                              pSrc
+ * @retval qorStsNullPtrErr  any pointer null
+ * @source ISO 11172-3, Annex C.1.5.3.3 and Table B.9; short blocks as above
  */
 QorStatus qorsMDCTFwd_MP3_32s(const Qor32s* pSrc, Qor32s* pDst, int blockType, int mixedBlock,
                               const QorMP3FrameHeader* pFrameHeader, Qor32s* pOverlap);
 
-/*
- * Psychoacoustic model of one frame, after model 2 of ISO 11172-3 Annex D. With nch 1 for mode 3
- * and 2 otherwise, ngr 2 for id 1 and 1 otherwise:
+/**
+ * Analyses one frame of PCM: masking ratios, perceptual entropy, block types, mid/side and
+ * intensity stereo.
  *
- *   pSrcPcm         interleaved PCM, one granule ahead of the filter bank. Granule g is analysed on
- *                   the samples g * 576 to g * 576 + 1023 of each channel, so that 1600 (ngr 2) or
- *                   1024 samples per channel are read
- *   pDstPsyInfo     ngr * nch records, index granule * nch + channel. pe is that of the granule
- *                   before the one analysed. ratio of granule 0 ends as that of the first granule
- *                   analysed here, ratio of granule 1 is not written (with ngr 1, granule 0 gets
- *                   the delayed ratios). The ratios that belong to granule 0 are in pState before
- *                   the call, those of granule 1 stand in granule 0's records after it
- *   pDstIsSfbBound  6 values, index granule * 3 + window: the intensity bound of a long block in
- *                   window 0, of a short block in all three. Written with two channels and
- *                   bitrate_index below 9; defined for bitrate_index 6 to 8 (lower ones get the
- *                   bound of 6). Only the first three with ngr 1
- *   pDstSideInfo    ngr * nch records; block_type, window_switching_flag and mixed_block_flag (0)
- *                   are written. The channels of a pair switch together
- *   pFrameHeader    id, bitrate_index, sampling_frequency (0 to 2, not checked) and mode are read;
- *                   mode_extension is written: bit 1 mid/side (mode 1 only), bit 0 intensity (two
- *                   channels and bitrate_index below 9, whatever the mode)
- *   pState          four records, cleared by the caller before the first frame
- *   reserved        neither read nor checked
- *   pWork           25152 bytes of scratch, aligned to 4 bytes
+ * The model runs one granule ahead of the filter bank, since the shape of a window depends on the
+ * block behind it. So the ratios that belong to granule 0 of the frame are in pState before the
+ * call, and those of granule 1 stand in granule 0's records after it; the caller moves them.
  *
- * Ratios are at most 0x7FFFFFFF, which also stands for a band without energy. Where a threshold is
+ * A ratio is at most 0x7FFFFFFF, which also stands for a band without energy. Where a threshold is
  * 2^32 times the energy of its band and more (mid or side next to a much louder one) the quotient
  * loses its upper bits, and the ratio carries no meaning.
  *
- * Errors: qorStsNullPtrErr (any pointer but reserved null).
+ * @param[in]     pSrcPcm         interleaved 16-bit PCM, one granule ahead of the filter bank.
+ *                                Granule g is analysed on the samples g * 576 to g * 576 + 1023 of
+ *                                each channel: 1600 (two granules) or 1024 samples per channel
+ * @param[out]    pDstPsyInfo     granules * channels records. pe is that of the granule before the
+ *                                one analysed. ratio, Q31, of granule 0 ends as that of the first
+ *                                granule analysed here, long or short by the block_type of granule
+ *                                1, whose own ratio is not written. With one granule, granule 0
+ *                                gets the ratios from pState
+ * @param[out]    pDstIsSfbBound  6 bands, index granule * 3 + window (with one granule the first
+ *                                3): the intensity bound of a long block in window 0, of a short
+ *                                block in all three. Written with two channels and bitrate_index
+ *                                below 9; defined for bitrate_index 6 to 8, lower ones get the
+ *                                bound of 6
+ * @param[out]    pDstSideInfo    granules * channels records; block_type, window_switching_flag and
+ *                                mixed_block_flag (0) are written. The channels switch together
+ * @param[in,out] pFrameHeader    id, bitrate_index, sampling_frequency (0 to 2, not checked: 44100,
+ *                                48000, 32000 Hz whatever id is) and mode are read. mode_extension
+ *                                is written: bit 1 mid/side (mode 1 only), bit 0 intensity (two
+ *                                channels and bitrate_index below 9, in every mode)
+ * @param[in,out] pState          4 records (left, right, mid, side), cleared by the caller before
+ *                                the first frame and kept from frame to frame
+ * @param[in]     reserved        neither read nor checked
+ * @param[out]    pWork           scratch of 25152 bytes, aligned to 4 bytes
+ * @retval qorStsNullPtrErr  any pointer but reserved null
+ * @source after model 2 of ISO 11172-3, Annex D; the stereo and block decisions are this library's
  */
 QorStatus qorsPsychoacousticModelTwo_MP3_16s(const Qor16s* pSrcPcm, QorMP3PsychoInfo* pDstPsyInfo,
                                              Qor32s* pDstIsSfbBound, QorMP3SideInfo* pDstSideInfo,
@@ -1473,36 +1507,31 @@ QorStatus qorsPsychoacousticModelTwo_MP3_16s(const Qor16s* pSrcPcm, QorMP3Psycho
 
 /* --- quantization, stereo, packing --- */
 
-/*
- * What turns one frame of MDCT lines into a frame of bits (ISO 11172-3 clauses 2.4.1.7, 2.4.3.4.9
- * and C.1.5). The order in a frame: per granule qorsJointStereoEncode_MP3_32s_I, once
- * qorsQuantize_MP3_32s_I, then the packers: header, side information, and per granule and channel
- * scale factors and spectrum. The caller assembles the frame: it computes main_data_begin, moves
- * main data behind the side information of earlier frames and sets CRCWord.
+/**
+ * Codes the two channels of one granule jointly, in place: mid/side below the intensity bound,
+ * intensity positions from it on.
  *
- * A channel's record of side information, ratios, lines, scale factors, count1 length and Huffman
- * bits stands at index granule * channels + channel, with two granules for id 1 and one for id 0,
- * one channel for mode 3 and two otherwise.
- */
-
-/*
- * Joint stereo coding of one granule in place: mid/side below the intensity bound, and from the
- * bound on the sum of magnitudes in the left channel, zeros in the right channel and an intensity
- * position per band. mid = (L + R) / sqrt(2), side = (L - R) / sqrt(2), with wrap at 32 bits.
+ * mid = (L + R) / sqrt(2) goes to the left, side = (L - R) / sqrt(2) to the right, with wrap at 32
+ * bits. From the bound on the left line becomes |L| + |R| with the sign of the larger one, the
+ * right line 0, and each band gets a position from 0 (all right) to 6 (all left). Both codings are
+ * off unless mode is 1.
  *
- *   pSrcDstLeft, pSrcDstRight  576 lines each; short blocks band by band, in a band window by
- *                              window
- *   pDstScaleFactorRight       scale factors of the right channel: position of band b at b (long),
- *                              of window w at 3 * b + w (short)
- *   pFrameHeader               id, sampling_frequency, mode and mode_extension are read; both
- *                              stereo codings are off unless mode is 1
- *   pSideInfo                  this granule's records, left and right
- *   pSrcDstIsSfbBound          first intensity band per window, 0 to 22 (long, entry 0 alone) or 0
- *                              to 13 (short). With intensity off it is set to 22 or 13, in every
- *                              mode.
- *
- * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsMp3SideInfoErr (mode 1 with
- * mode_extension not 0: block_type differs between the channels).
+ * @param[in,out] pSrcDstLeft           576 lines of the left channel, integers of any scale
+ * @param[in,out] pSrcDstRight          576 lines of the right channel in the same scale
+ * @param[out]    pDstScaleFactorRight  40 scale factors of the right channel: the position of band
+ *                                      b goes to b (long), of window w to 3 * b + w (short); others
+ *                                      are kept
+ * @param[in]     pFrameHeader          id (0 or 1), sampling_frequency (0 to 2), not checked; mode;
+ *                                      mode_extension, bit 1 mid/side, bit 0 intensity
+ * @param[in]     pSideInfo             2 records of this granule, left and right; block_type is
+ *                                      read
+ * @param[in,out] pSrcDstIsSfbBound     first intensity band, 0 to 22 in entry 0 (long) or 0 to 13
+ *                                      in the entry of each of 3 windows (short), not checked. With
+ *                                      intensity off it is set to 22 or 13, in every mode
+ * @retval qorStsNullPtrErr      any pointer null
+ * @retval qorStsMp3SideInfoErr  mode 1 with mid/side or intensity: block_type differs between the
+ *                               channels
+ * @source ISO 11172-3, clauses 2.4.3.4.9 and C.1.5.5
  */
 QorStatus qorsJointStereoEncode_MP3_32s_I(Qor32s* pSrcDstLeft, Qor32s* pSrcDstRight,
                                           Qor8u* pDstScaleFactorRight,
@@ -1510,45 +1539,56 @@ QorStatus qorsJointStereoEncode_MP3_32s_I(Qor32s* pSrcDstLeft, Qor32s* pSrcDstRi
                                           const QorMP3SideInfo* pSideInfo,
                                           Qor32s* pSrcDstIsSfbBound);
 
-/*
- * Quantizes one frame, all granules and channels in one call, and keeps the reservoir. Scale
- * factors are set once, from the threshold ratio and the peak of each band; a search over the
+/**
+ * Quantizes one frame, all granules and channels in one call, and keeps the reservoir.
+ *
+ * Scale factors are set once, from the threshold ratio and the peak of each band; a search over the
  * global gain then fits each granule into its share of the bits. No line above 8191 in magnitude
- * results, and bands from 21 (long) or 12 (short) up are not coded.
+ * results, and bands from 21 (long) or 12 (short) up are not coded. A record without lines or bits
+ * gets lines of 0, part2_3_length 0 and global_gain 210.
  *
- *   pSrcDstXs        576 lines per record, Q26 (a line divided by 2^26 is the standard's xr), below
- *                    2^28 in magnitude; short blocks band by band, in a band window by window. On
- *                    return the quantized values with their signs.
- *   pDstScaleFactor  40 bytes per record; the coded bands are written (none for a silent record),
- *                    the others keep their values and are read: 0, or intensity positions. For a
- *                    short block with a gain spread no scalefac_compress holds, the values of the
- *                    upper bands pass 7 and the field stays 0: such a record cannot be sent.
- *   pSrcScfsi        four flags per channel, read only
- *   pDstCount1Len    per record: lines of the count1 region
- *   pDstHufBits      per record: bits of the spectrum, stuffing included
- *   pFrameHeader     id, sampling_frequency, mode and mode_extension are read
- *   pSrcDstSideInfo  in: block_type, window_switching_flag, mixed_block_flag; all other fields are
- *                    set. preflag, subblock_gain and table_select of unused regions are 0. The caller
- *                    watches two ranges: part2_3_length may pass 4095 by the bits of the scale
- *                    factors, and global_gain may leave 0 to 255 on extreme lines or budgets.
- *   pSrcDstPsyInfo   ratio and pe of each record; the ratios get a floor of 0.0001, and 0 becomes
- *                    the largest value
- *   pSrcPsyState     blockType of the channels' records: the block types that come next
- *   pSrcDstReservoir bitsAvail grows by meanBits less what the frame took, is cut to maxBits and to a
- *                    whole byte; what is cut off is added to part2_3_length and pDstHufBits, for
- *                    qorsHuffmanEncode_MP3_32s1u to write
- *   meanBits         bits of main data that one frame brings in
- *   pSrcIsSfbBound   six intensity bounds, granule * 3 + window, in use for the right channel with
- *                    intensity
- *   pWork            scratch of 1152 values
+ * What the caller watches:
+ *  - part2_3_length may pass 4095 by the bits of the scale factors.
+ *  - global_gain may leave 0 to 255 on extreme lines or budgets.
+ *  - When nine successive steps of the gain leave the count as it is, above the budget, pDstHufBits
+ *    holds the budget and is less than the spectrum takes: compare it with what was written.
+ *  - For a short block with a gain spread that no scalefac_compress holds, the values of the upper
+ *    bands pass 7 and the field stays 0: such a record cannot be sent.
+ *  - For id 0 scalefac_compress stays 0, and part2_3_length has no bits of scale factors.
  *
- * When nine successive steps of the gain leave the count as it is, above the budget, pDstHufBits
- * holds the budget and is less than the spectrum takes: compare it with what was written.
- *
- * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsMp3FrameHeaderErr
- * (sampling_frequency outside 0 to 2; id not 0 or 1). While working: qorStsMp3SideInfoErr (a record
- * with window_switching_flag and mixed_block_flag), which leaves the records before it done and the
- * reservoir as it was.
+ * @param[in,out] pSrcDstXs         576 lines per record. In: Q26 (a line divided by 2^26 is the
+ *                                  standard's xr), below 2^28 in magnitude. Out: the quantized
+ *                                  values with their signs
+ * @param[in,out] pDstScaleFactor   40 values per record. The coded bands are written (none for a
+ *                                  silent record), the others keep their values and are read: 0, or
+ *                                  intensity positions
+ * @param[in]     pSrcScfsi         4 flags per channel, index channel * 4 + group; in use for
+ *                                  granule 1
+ * @param[out]    pDstCount1Len     a value per record: lines of the count1 region, a multiple of 4
+ * @param[out]    pDstHufBits       a value per record: bits of the spectrum, stuffing included
+ * @param[in]     pFrameHeader      id, sampling_frequency, mode and mode_extension are read
+ * @param[in,out] pSrcDstSideInfo   granules * channels records. In: block_type (0 to 3),
+ *                                  window_switching_flag, mixed_block_flag. All other fields are
+ *                                  set; preflag, subblock_gain and table_select of unused regions
+ *                                  are 0
+ * @param[in,out] pSrcDstPsyInfo    granules * channels records: ratio, Q31, and pe. The ratios get
+ *                                  a floor of 0.0001, and 0 becomes the largest value
+ * @param[in]     pSrcPsyState      a record per channel; only blockType is read, the block types
+ *                                  that come next
+ * @param[in,out] pSrcDstReservoir  bitsAvail grows by meanBits less what the frame took, is cut to
+ *                                  maxBits and to a whole byte; what is cut off is added to
+ *                                  part2_3_length and pDstHufBits as far as records hold it, for
+ *                                  qorsHuffmanEncode_MP3_32s1u() to write
+ * @param[in]     meanBits          bits of main data that one frame brings in
+ * @param[in]     pSrcIsSfbBound    6 intensity bounds, index granule * 3 + window, as
+ *                                  qorsJointStereoEncode_MP3_32s_I() has them; in use for the right
+ *                                  channel with intensity
+ * @param[out]    pWork             scratch of 1152 values
+ * @retval qorStsNullPtrErr         any pointer null
+ * @retval qorStsMp3FrameHeaderErr  sampling_frequency outside 0 to 2; id not 0 or 1
+ * @retval qorStsMp3SideInfoErr     late: a record with window_switching_flag and mixed_block_flag.
+ *                                  The records before it are done, the reservoir is as it was
+ * @source ISO 11172-3, Annex C.1.5.4, with the search above in place of its two loops
  */
 QorStatus qorsQuantize_MP3_32s_I(Qor32s* pSrcDstXs, Qor8s* pDstScaleFactor, Qor32s* pSrcScfsi,
                                  Qor32s* pDstCount1Len, Qor32s* pDstHufBits,
@@ -1558,84 +1598,121 @@ QorStatus qorsQuantize_MP3_32s_I(Qor32s* pSrcDstXs, Qor8s* pDstScaleFactor, Qor3
                                  QorMP3BitReservoir* pSrcDstReservoir, Qor32s meanBits,
                                  Qor32s* pSrcIsSfbBound, Qor32s* pWork);
 
-/*
- * Empties the reservoir and sets its limit to what the standard's decoder buffer of 7680 bits and
- * the reach of main_data_begin, 4088 bits, leave at this bit rate. bitrate_index 0 to 14 and
- * sampling_frequency 0 to 2 are the caller's promise.
+/**
+ * Empties the reservoir and sets its limit.
  *
- * Errors, in order: qorStsNullPtrErr (a pointer null), qorStsMp3FrameHeaderErr (id not 1).
+ * The limit is what the standard's decoder buffer of 7680 bits leaves beside a frame of this bit
+ * rate without padding, at least 0, and at most the reach of main_data_begin, 4088 bits.
+ *
+ * @param[out] pReservoir    bitsAvail becomes 0, maxBits the limit
+ * @param[in]  pFrameHeader  id; bitrate_index (0 to 14; 0 counts as frames without bits) and
+ *                           sampling_frequency (0 to 2), not checked
+ * @retval qorStsNullPtrErr         pReservoir or pFrameHeader null
+ * @retval qorStsMp3FrameHeaderErr  id not 1
+ * @source ISO 11172-3, clause 2.4.2.7 (main_data_begin) and Annex C.1.5.4.2.2
  */
 QorStatus qorsBitReservoirInit_MP3(QorMP3BitReservoir* pReservoir,
                                    const QorMP3FrameHeader* pFrameHeader);
 
-/*
- * Writes a frame header at *ppBitStream: syncword and 20 bits, and CRCWord when protection_bit is 0.
- * Every field is cut to its width and none is tested. Advances *ppBitStream by 4 or 6.
+/**
+ * Writes a frame header, and the CRC word when protection_bit is 0.
  *
- * Errors: qorStsNullPtrErr (pSrcFrameHeader, ppBitStream or *ppBitStream null).
+ * Every field is cut to its width and none is tested; the CRC word is the caller's.
+ *
+ * @param[in]     pSrcFrameHeader  all fields are read, CRCWord only with protection_bit 0
+ * @param[in,out] ppBitStream      where to write, from bit 0 on; moves on by 4 or, with the CRC
+ *                                 word, 6 bytes
+ * @retval qorStsNullPtrErr  pSrcFrameHeader, ppBitStream or *ppBitStream null
+ * @source ISO 11172-3, clause 2.4.1.3
  */
 QorStatus qorsPackFrameHeader_MP3(const QorMP3FrameHeader* pSrcFrameHeader, Qor8u** ppBitStream);
 
-/*
- * Writes the side information of a frame from bit 0 of *ppBitStream on: 17 bytes (single channel)
- * or 32 for id 1, 9 or 17 for id 0. Fields are cut to their widths.
+/**
+ * Writes the side information of a frame.
  *
- *   pSrcSideInfo   records of all granules and channels
- *   mainDataBegin  bytes by which the main data start before the frame's header
- *   privateBits    5 or 3 bits (id 1), 1 or 2 bits (id 0)
- *   pSrcScfsi      four flags per channel; read for id 1 only
+ * Fields are cut to their widths. A record with window_switching_flag and block_type 0 ends the
+ * writing behind its block_type: the status is qorStsNoErr and *ppBitStream stands on the byte of
+ * the next bit.
  *
- * A record with window_switching_flag and block_type 0 ends the writing behind its block_type:
- * the status is qorStsNoErr and *ppBitStream stands on the byte of the next bit.
- *
- * Errors, in order: qorStsNullPtrErr (any pointer or *ppBitStream null), qorStsMp3FrameHeaderErr (id
- * not 0 or 1; layer not 1; mode outside 0 to 3).
+ * @param[in]     pSrcSideInfo   granules * channels records
+ * @param[in,out] ppBitStream    where to write, from bit 0 on; moves on by 17 (one channel) or 32
+ *                               bytes for id 1, 9 or 17 for id 0
+ * @param[in]     mainDataBegin  bytes by which the main data start before the frame's header: 9
+ *                               bits (id 1) or 8 (id 0)
+ * @param[in]     privateBits    one channel 5 bits, two channels 3 (id 1); 1 or 2 bits (id 0)
+ * @param[in]     pSrcScfsi      4 flags per channel, index channel * 4 + group; written for id 1
+ *                               only
+ * @param[in]     pFrameHeader   id, layer and mode are read
+ * @retval qorStsNullPtrErr         any pointer or *ppBitStream null
+ * @retval qorStsMp3FrameHeaderErr  id not 0 or 1; layer not 1; mode outside 0 to 3
+ * @source ISO 11172-3, clause 2.4.1.7; ISO 13818-3, clause 2.4.1.7
  */
 QorStatus qorsPackSideInfo_MP3(const QorMP3SideInfo* pSrcSideInfo, Qor8u** ppBitStream,
                                int mainDataBegin, int privateBits, const Qor32s* pSrcScfsi,
                                const QorMP3FrameHeader* pFrameHeader);
 
-/*
+/**
  * Writes the scale factors of one granule and channel in stream order, each cut to the width that
- * scalefac_compress gives its band. Groups of a second granule that scfsi shares are left out.
+ * scalefac_compress gives its band.
  *
- *   pSrcScaleFactor  long: 21 values; short: 36 values, band * 3 + window; mixed: the long bands,
- *                    then band and window in order
- *   pSideInfo        this granule's and channel's record; for id other than 1 preflag is written:
- *                    1 for scalefac_compress from 500 on outside the right channel of an intensity
- *                    pair, else 0
- *   pScfsi           the four flags of this channel
+ * Groups of bands of a long block that a second granule shares by scfsi are left out (id 1).
  *
- * Errors, in order: qorStsNullPtrErr (any pointer or *ppBitStream null), qorStsMp3SideInfoErr
- * (scalefac_compress outside 0 to 15 for id 1, 0 to 511 otherwise), qorStsMp3FrameHeaderErr (id not
- * 1 and mode_extension outside 0 to 3).
+ * @param[in]     pSrcScaleFactor  long: 21 values; short: 36 values, band * 3 + window; mixed: the
+ *                                 long bands, 8 (id 1) or 6, then band and window in order, 27
+ *                                 values
+ * @param[in,out] ppBitStream      pointer to the current byte, moves on
+ * @param[in,out] pOffset          bits of that byte in use, 0 to 7, not checked; moves on
+ * @param[in]     pFrameHeader     id and, for id other than 1, mode_extension are read
+ * @param[in,out] pSideInfo        this granule's and channel's record: block_type,
+ *                                 mixed_block_flag, scalefac_compress. For id other than 1 preflag
+ *                                 is written: 1 for scalefac_compress from 500 on outside the right
+ *                                 channel of an intensity pair, else 0
+ * @param[in]     pScfsi           4 flags of this channel; read for id 1 in granule 1
+ * @param[in]     granule          0 or 1
+ * @param[in]     channel          0 or 1; 1 with bit 0 of mode_extension is the right channel of an
+ *                                 intensity pair (id other than 1)
+ * @retval qorStsNullPtrErr         any pointer or *ppBitStream null
+ * @retval qorStsMp3SideInfoErr     scalefac_compress outside 0 to 15 for id 1, 0 to 511 otherwise
+ * @retval qorStsMp3FrameHeaderErr  id not 1: mode_extension outside 0 to 3
+ * @source ISO 11172-3, clauses 2.4.1.7 and 2.4.2.7; ISO 13818-3, clause 2.4.3.2
  */
 QorStatus qorsPackScaleFactors_MP3_8s1u(const Qor8s* pSrcScaleFactor, Qor8u** ppBitStream,
                                         Qor32s* pOffset, const QorMP3FrameHeader* pFrameHeader,
                                         QorMP3SideInfo* pSideInfo, const Qor32s* pScfsi,
                                         int granule, int channel);
 
-/*
- * Writes the spectrum of one granule and channel (id 1): the big-values regions, the quadruples of
- * the count1 region, then one bits until hufBits bits stand in all. A hufBits below what the spectrum
- * takes writes no stuffing.
+/**
+ * Writes the spectrum of one granule and channel of MPEG-1: the big-values regions, the quadruples
+ * of the count1 region, then ones until hufBits bits stand in all.
  *
- *   pSrcIx     576 quantized values. In a region they fit its table: table_select 0 to 31, with
- *              codes for all but a region of zeros in table 0, escapes within linbits; in the count1
- *              region 0 or 1 in magnitude.
- *   pSideInfo  big_values, region0_count, region1_count (none of them negative), table_select,
- *              count1table_select, window_switching_flag, block_type
- *   count1Len  lines of the count1 region, a multiple of 4
+ * A hufBits below what the spectrum takes writes no stuffing and is no error.
  *
- * Errors, in order: qorStsNullPtrErr (any pointer or *ppBitStream null), qorStsBadArgErr (*pOffset
- * outside 0 to 7), qorStsMp3SideInfoErr (big_values above 288; region0_count + region1_count above
- * 20; count1table_select not 0 or 1), qorStsMp3FrameHeaderErr (id not 1; layer not 1;
- * sampling_frequency outside 0 to 2). While writing: qorStsMp3SideInfoErr (a negative table_select,
- * where its region begins), with the regions before it in the stream.
+ * @param[in]     pSrcIx        576 quantized values. In a region they fit its table, escapes its
+ *                              linbits; in the count1 region they are 0 or 1 in magnitude
+ * @param[in,out] ppBitStream   pointer to the current byte, moves on
+ * @param[in,out] pOffset       bits of that byte in use, 0 to 7; moves on
+ * @param[in]     pFrameHeader  id, layer and sampling_frequency are read
+ * @param[in]     pSideInfo     big_values, region0_count and region1_count, none of them negative;
+ *                              table_select, at most 31: table 0 writes nothing, 4 and 14 have no
+ *                              codes and stand for empty regions only; count1table_select,
+ *                              window_switching_flag, block_type
+ * @param[in]     count1Len     lines of the count1 region, a multiple of 4, at most 576 less
+ *                              2 * big_values; not checked
+ * @param[in]     hufBits       bits that the spectrum and its stuffing take
+ * @retval qorStsNullPtrErr         any pointer or *ppBitStream null
+ * @retval qorStsBadArgErr          *pOffset outside 0 to 7
+ * @retval qorStsMp3SideInfoErr     big_values above 288; region0_count + region1_count above 20;
+ *                                  count1table_select not 0 or 1
+ * @retval qorStsMp3FrameHeaderErr  id not 1; layer not 1; sampling_frequency outside 0 to 2
+ * @retval qorStsMp3SideInfoErr     late: a negative table_select, where its region begins, with the
+ *                                  regions before it in the stream
+ * @source ISO 11172-3, clause 2.4.1.7 and Table B.7
  */
 QorStatus qorsHuffmanEncode_MP3_32s1u(const Qor32s* pSrcIx, Qor8u** ppBitStream, Qor32s* pOffset,
                                       const QorMP3FrameHeader* pFrameHeader,
                                       const QorMP3SideInfo* pSideInfo, int count1Len, int hufBits);
+
+/** @} */
 
 /* ================================================================ SBR, parametric stereo ==== */
 
