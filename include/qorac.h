@@ -2295,53 +2295,70 @@ QorStatus qorsMDCTFwd_16s_Sfs(const Qor16s* pSrc, Qor16s* pDst, const QorsMDCTFw
 
 /* ================================================================ VLC escape blocks ========= */
 
-/*
- * Blocks of Huffman-coded pairs of values with escapes, as the spectral data of AAC (ISO/IEC
- * 13818-7 clause 9.2.2) and MP3 (ISO 11172-3 clause 2.4.2.7) use them, over code books that the
- * caller brings as specs. `len` is the number of values; its lowest bit is dropped, and a block
- * without pairs does nothing. Codes go through the bit cursor `ppBitStream`, `pBitOffset`.
- * `linbits`, 0 to 31, is the width of an MP3 escape. Specs are only read and can be shared; the
- * pointer to one is aligned up to a multiple of 32 bytes before it is used. The record behind it
- * and its tables are trusted.
+/**
+ * @addtogroup vlc
  *
- * The order in the stream:
+ * @par Cursor and specs
+ * Codes go through the bit cursor ppBitStream, pBitOffset. Specs are only read and can be shared;
+ * the pointer to one is aligned up to a multiple of 32 bytes before it is used. The record behind
+ * it and its tables are trusted.
  *
- *   AAC   the code, the sign of x, the sign of y, the escape of x, the escape of y: a value from
- *         16 up is coded as 16, and its escape is up to eight ones, a zero, and as many bits of the
- *         magnitude as there are ones and four more, below its leading one
- *   MP3   the code, linbits and sign of x, linbits and sign of y: a value from 15 up is coded as 15
- *         and has its magnitude less 15 in linbits
+ * @par Stream
+ *  - AAC: the code, the sign of x, the sign of y, the escape of x, the escape of y: a value from 16
+ *    up is coded as 16, and its escape is up to eight ones, a zero, and as many bits of the
+ *    magnitude as there are ones and four more, below its leading one.
+ *  - MP3: the code, linbits and sign of x, linbits and sign of y: a value from 15 up is coded as 15
+ *    and has its magnitude less 15 in linbits.
  *
  * A sign is there for each value that is not 0, and 1 for a negative one. The Esc forms know
  * symbols with signs: the code of such a symbol ends with its signs where the book has them apart.
  * The UTuple forms know magnitudes and read the signs from the stream.
  *
- * Decoding table (QorVLCDecodeSpec). A level starts with an element that holds its number of bits
- * b and has 2^b entries, one for each value of the next b bits; the first level starts at element
- * 0. An entry with bit 0 clear is a link: entry >> 1 is the element where the next level starts.
- * One with bit 0 set is a leaf: bits 1 to lengthBits are the number of bits that the last level
- * consumes, which together with all bits of the levels before is the length of the code. The bits
- * of all levels of a way are at most maxBits, and this is at most 30. Above the length a leaf
+ * @par Decoding table
+ * The table of a #QorVLCDecodeSpec has levels. A level starts with an element that holds its number
+ * of bits b and has 2^b entries, one for each value of the next b bits; the first level starts at
+ * element 0. An entry with bit 0 clear is a link: entry >> 1 is the element where the next level
+ * starts. One with bit 0 set is a leaf: bits 1 to lengthBits are the number of bits that the last
+ * level consumes, which together with all bits of the levels before is the length of the code. The
+ * bits of all levels of a way are at most maxBits, and this is at most 30. Above the length a leaf
  * holds
+ *  - Esc: y + 128 in eight bits, then x, signed, in all bits up to the top of the element;
+ *  - UTuple: a field of tupleBits with x in its top tupleElementBits and y in those below,
+ *    unsigned.
  *
- *   Esc     y + 128 in eight bits, then x, signed, in all bits up to the top of the element
- *   UTuple  a field of tupleBits with x in its top tupleElementBits and y in those below, unsigned
- *
- * Encoding table (QorVLCEncodeSpec). For 2^tableBits indices the lengths of the codes, then the
+ * @par Encoding table
+ * The table of a #QorVLCEncodeSpec has for 2^tableBits indices the lengths of the codes, then the
  * codes, right-aligned, with their signs, x before y. The index of a pair is
+ *  - AAC: bias + 16 + 64 x + y, x and y from -16 to 16;
+ *  - MP3: bias + 15 + 32 x + y, x and y from -15 to 15.
  *
- *   AAC   bias + 16 + 64 x + y, x and y from -16 to 16
- *   MP3   bias + 15 + 32 x + y, x and y from -15 to 15
+ * @{
  */
 
-/*
- * Decoding of len values (pairs x, y) to pDst. At most two 32-bit words behind the last bit used
- * are touched.
+/**
+ * @name Decoding
+ * @{
+ */
+/**
+ * Decodes a block of pairs x, y.
  *
- * Errors, in order: qorStsNullPtrErr (ppBitStream, pBitOffset, pDst or pSpec null),
- * qorStsVlcBitOffsetErr (*pBitOffset outside 0 to 7), qorStsContextMatchErr (the record's id is not
- * 0x434D4160). AAC, while decoding: qorStsVlcEscapeOverflowErr (an escape of more than eight
- * ones), which leaves the cursor as it was and the values before this one stored.
+ * At most two 32-bit words behind the last bit used are touched.
+ *
+ * @param[in,out] ppBitStream  pointer to the current byte (itself not tested for null); moves to
+ *                             the byte of the bit behind the last one used
+ * @param[in,out] pBitOffset   bits of that byte in use, 0 to 7; moves on
+ * @param[in]     linbits      MP3 forms: width of an escape in bits, 0 to 31, not checked
+ * @param[out]    pDst         len values with their signs, x before y
+ * @param[in]     len          number of values; its lowest bit is dropped. A block without pairs
+ *                             does nothing
+ * @param[in]     pSpec        the code book, Esc forms with signed leaves, UTuple forms with
+ *                             unsigned
+ * @retval qorStsNullPtrErr            any pointer null
+ * @retval qorStsVlcBitOffsetErr       *pBitOffset outside 0 to 7
+ * @retval qorStsContextMatchErr       the id of the record is not 0x434D4160
+ * @retval qorStsVlcEscapeOverflowErr  AAC forms, late: an escape of more than eight ones. The
+ *                                     cursor is as it was, the values before this one are stored
+ * @source AAC forms ISO/IEC 13818-7, clause 9.2.2; MP3 forms ISO 11172-3, clause 2.4.2.7
  */
 QorStatus qorsVLCDecodeEscBlock_AAC_1u16s(Qor8u** ppBitStream, Qor32s* pBitOffset, Qor16s* pDst,
                                           Qor32s len, const QorVLCDecodeSpec* pSpec);
@@ -2353,34 +2370,63 @@ QorStatus qorsVLCDecodeUTupleEscBlock_AAC_1u16s(Qor8u** ppBitStream, Qor32s* pBi
 QorStatus qorsVLCDecodeUTupleEscBlock_MP3_1u16s(Qor8u** ppBitStream, Qor32s* pBitOffset,
                                                 Qor32s linbits, Qor16s* pDst, Qor32s len,
                                                 const QorVLCDecodeSpec* pSpec);
+/** @} */
 
-/*
- * Encoding of the len values of pSrc (pairs x, y) at the cursor. Only the bits written change:
- * those in front of the cursor and behind the last bit stay as they are, and no byte that holds
- * none of the bits is touched. AAC values beyond 8191 in magnitude and MP3 values beyond 14 +
- * 2^linbits are not refused; what is written for them cannot be decoded.
+/**
+ * @name Encoding
+ * @{
+ */
+/**
+ * Encodes a block of pairs x, y at the cursor.
  *
- * Errors, in order: qorStsNullPtrErr (pSrc, ppBitStream, pBitOffset or pSpec null),
- * qorStsVlcBitOffsetErr (*pBitOffset outside 0 to 7), qorStsContextMatchErr (the record's id is not
- * 0x434D415F).
+ * Only the bits written change: those in front of the cursor and behind the last bit stay as they
+ * are, and no byte that holds none of the bits is touched.
+ *
+ * @param[in]     pSrc         len values, x before y. AAC values beyond 8191 in magnitude and MP3
+ *                             values beyond 14 + 2^linbits are not refused; what is written for
+ *                             them cannot be decoded
+ * @param[in]     len          number of values; its lowest bit is dropped. A block without pairs
+ *                             does nothing
+ * @param[in]     linbits      MP3 form: width of an escape in bits, 0 to 31, not checked
+ * @param[in,out] ppBitStream  pointer to the current byte (itself not tested for null); moves to
+ *                             the byte of the bit behind the last one written
+ * @param[in,out] pBitOffset   bits of that byte in use, 0 to 7; moves on
+ * @param[in]     pSpec        the code book
+ * @retval qorStsNullPtrErr       any pointer null
+ * @retval qorStsVlcBitOffsetErr  *pBitOffset outside 0 to 7
+ * @retval qorStsContextMatchErr  the id of the record is not 0x434D415F
+ * @source AAC form ISO/IEC 13818-7, clause 9.2.2; MP3 form ISO 11172-3, clause 2.4.2.7
  */
 QorStatus qorsVLCEncodeEscBlock_AAC_16s1u(const Qor16s* pSrc, Qor32s len, Qor8u** ppBitStream,
                                           Qor32s* pBitOffset, const QorVLCEncodeSpec* pSpec);
 QorStatus qorsVLCEncodeEscBlock_MP3_16s1u(const Qor16s* pSrc, Qor32s len, Qor32s linbits,
                                           Qor8u** ppBitStream, Qor32s* pBitOffset,
                                           const QorVLCEncodeSpec* pSpec);
+/** @} */
 
-/*
- * *pBitCount is the number of bits that the encoder writes for the same block, 0 for one without
- * pairs.
+/**
+ * @name Counting
+ * @{
+ */
+/**
+ * Counts the bits that the encoder writes for a block.
  *
- * Errors, in order: qorStsNullPtrErr (pSrc, pBitCount or pSpec null), qorStsContextMatchErr (the
- * spec's id is not 0x434D415F).
+ * @param[in]  pSrc       len values, as the encoder takes them
+ * @param[in]  len        number of values; its lowest bit is dropped
+ * @param[in]  linbits    MP3 form: width of an escape in bits, 0 to 31, not checked
+ * @param[out] pBitCount  the number of bits, 0 for a block without pairs
+ * @param[in]  pSpec      the code book
+ * @retval qorStsNullPtrErr       any pointer null
+ * @retval qorStsContextMatchErr  the id of the record is not 0x434D415F
+ * @source AAC form ISO/IEC 13818-7, clause 9.2.2; MP3 form ISO 11172-3, clause 2.4.2.7
  */
 QorStatus qorsVLCCountEscBits_AAC_16s32s(const Qor16s* pSrc, Qor32s len, Qor32s* pBitCount,
                                          const QorVLCEncodeSpec* pSpec);
 QorStatus qorsVLCCountEscBits_MP3_16s32s(const Qor16s* pSrc, Qor32s len, Qor32s linbits,
                                          Qor32s* pBitCount, const QorVLCEncodeSpec* pSpec);
+/** @} */
+
+/** @} */
 
 /* ================================================================ DTS, TwinVQ, FIR ========== */
 
