@@ -2432,135 +2432,207 @@ QorStatus qorsVLCCountEscBits_MP3_16s32s(const Qor16s* pSrc, Qor32s len, Qor32s 
 
 /* --- DTS synthesis --- */
 
+/**
+ * @addtogroup dts
+ * @{
+ */
+
 /*
  * The 32-band interpolation filter bank of the DTS coherent acoustics core (ETSI TS 102 114). A
  * call turns one sample of each sub-band into 32 samples; a stream is filtered slot by slot with
- * one context per channel. Sub-band k answers a single 1 with the samples
- *
- *   p(n) (-1)^floor(n / 64) cos((2k + 1)(2n + 1) pi/128 + c) / 4,   n from 0 to 511
- *
- * with c = pi/4 for even k and -pi/4 for odd k and one of the standard's two lists p of 512
- * coefficients. Nothing limits or scales the samples.
+ * one context per channel.
  *
  * A context is a block of the size that GetSize reports. It is aligned up to a multiple of 16
  * bytes wherever it is used, so that the address of the block and the aligned one mean the same.
- * It belongs to one thread at a time and cannot be moved.
+ * It belongs to one thread at a time and its bytes cannot be moved.
  */
 
-/*
- * GetSize: bytes of a context.
+/**
+ * Tells the size of a context.
  *
- * Errors: qorStsNullPtrErr (pSize null).
+ * @param[out] pSize  bytes, room for the alignment included
+ * @retval qorStsNullPtrErr  pSize null
+ * @source this library's own context life cycle
  */
 QorStatus qorsSynthesisFilterGetSize_DTS_32f(Qor32s* pSize);
 
-/*
- * Init makes a context in the caller's block pSpec, InitAlloc in a block of its own; both start
- * with a history of zeros. Init on the same block starts a stream anew. InitAlloc requires the
- * allocation to succeed.
+/**
+ * Makes a context in the caller's block, with a history of zeros. On the block of a context it
+ * starts a stream anew, but not on one that qorsSynthesisFilterInitAlloc_DTS_32f() made: Free would
+ * not release it any more.
  *
- * Errors: qorStsNullPtrErr (pSpec, ppSpec null).
+ * @param[out] pSpec  a block of the size that qorsSynthesisFilterGetSize_DTS_32f() reports, at any
+ *                    address
+ * @retval qorStsNullPtrErr  pSpec null
+ * @source this library's own context life cycle
  */
 QorStatus qorsSynthesisFilterInit_DTS_32f(QorsFilterSpec_DTS_32f* pSpec);
+
+/**
+ * Makes a context in a block of its own, with a history of zeros. The allocation has to succeed: it
+ * is not tested.
+ *
+ * @param[out] ppSpec  the context, for qorsSynthesisFilterFree_DTS_32f() to release
+ * @retval qorStsNullPtrErr  ppSpec null
+ * @source this library's own context life cycle
+ */
 QorStatus qorsSynthesisFilterInitAlloc_DTS_32f(QorsFilterSpec_DTS_32f** ppSpec);
 
-/*
- * Free releases what InitAlloc allocated. A context made by Init stays as it is and can be used
- * on.
+/**
+ * Releases what qorsSynthesisFilterInitAlloc_DTS_32f() allocated. A context made by
+ * qorsSynthesisFilterInit_DTS_32f() stays as it is and can be used on.
  *
- * Errors, in order: qorStsNullPtrErr (pSpec null), qorStsContextMatchErr (not a context of this
- * family).
+ * @param[in] pSpec  the context
+ * @retval qorStsNullPtrErr       pSpec null
+ * @retval qorStsContextMatchErr  not a context of this family
+ * @source this library's own context life cycle
  */
 QorStatus qorsSynthesisFilterFree_DTS_32f(QorsFilterSpec_DTS_32f* pSpec);
 
-/*
- * Filters one slot.
+/**
+ * Filters one slot: one sample of each sub-band becomes 32 samples.
  *
- *   pSrc     32 sub-band samples, the lowest sub-band first
- *   pDst     32 samples; it may be pSrc
- *   perfect  1: the coefficients that the stream calls perfect (in the order of their table, which
- *            does not reconstruct: docs/other-primitives.md), 0: those for non-perfect
- *            reconstruction; calls may alternate
+ * Sub-band k answers a single 1 with the samples
+ * @code{.unparsed}
+ * p(n) (-1)^floor(n / 64) cos((2k + 1)(2n + 1) pi/128 + c) / 4,   n from 0 to 511
+ * @endcode
+ * with c = pi/4 for even k and -pi/4 for odd k and one of the standard's two lists p of 512
+ * coefficients. Nothing limits or scales the samples. A failure leaves pDst and the history as they
+ * were.
  *
- * Errors, in order: qorStsNullPtrErr (pSrc, pDst or pSpec null), qorStsBadArgErr (perfect not 0 or
- * 1), qorStsContextMatchErr (not a context of this family). A failure leaves pDst and the history
- * as they were.
+ * @param[in]     pSrc     32 sub-band samples, the lowest sub-band first, in any scale
+ * @param[out]    pDst     32 samples in the same scale, oldest first; it may be pSrc
+ * @param[in]     perfect  1: the coefficients that the stream calls perfect (in the order of their
+ *                         table, which does not reconstruct: docs/other-primitives.md), 0: those
+ *                         for non-perfect reconstruction; calls may alternate
+ * @param[in,out] pSpec    the channel's context
+ * @retval qorStsNullPtrErr       any pointer null
+ * @retval qorStsBadArgErr        perfect not 0 or 1
+ * @retval qorStsContextMatchErr  not a context of this family
+ * @source ETSI TS 102 114, the interpolation filter bank and its two lists of coefficients
  */
 QorStatus qorsSynthesisFilter_DTS_32f(const Qor32f* pSrc, Qor32f* pDst, Qor32s perfect,
                                       QorsFilterSpec_DTS_32f* pSpec);
 
+/** @} */
+
 /* --- TwinVQ vector quantization --- */
+
+/**
+ * @addtogroup tvq
+ * @{
+ */
 
 /*
  * The weighted search of the conjugate-structure vector quantizer of TwinVQ (ISO/IEC 14496-3). A
  * signal is cut into nDiv divisions of pLength[d] values; each is approximated by the mean of one
  * vector of each of two code books, possibly negated. A division uses the first pLength[d] values
- * of the vectors; pLength[d] must not be above their length. The error of a vector c against the values x with
- * the weights w is the sum of w[k] (c[k] - x[k])^2, taken in rising k in single precision.
+ * of the vectors. The error of a vector c against the values x with the weights w is the sum of
+ * w[k] (c[k] - x[k])^2, taken in rising k in single precision.
  *
- *   pSrc, pWeight     the values and their weights, division after division
- *   pPolarity         an entry per division: 1 allows negated vectors, anything else forbids them
- *   signs             0 for the vector as it stands, 1 for its negation (but see Reconstruction)
- *   pp...             arrays with a pointer for each book
- *
- * An nDiv, or in the searches a nCand, below 1 does nothing and is no error. A state holds the
+ * The searches tell signs as 0 for a vector as it stands and 1 for its negation; the reconstruction
+ * takes factors. Arrays whose names begin with pp have a pointer for each book. A state holds the
  * scratch of a search and serves one search at a time.
  */
 
-/*
- * GetSize: bytes of the memory for a code book of numVectors vectors of `len` values.
+/**
+ * Tells the size of the memory for a code book.
  *
- * Errors, in order: qorStsNullPtrErr (pSize null), qorStsSizeErr (len or numVectors below 1, or a
- * size that 32 bits do not hold).
+ * @param[in]  len         values of a vector, 1 or more
+ * @param[in]  numVectors  vectors, 1 or more
+ * @param[out] pSize       bytes
+ * @retval qorStsNullPtrErr  pSize null
+ * @retval qorStsSizeErr     len or numVectors below 1; a size that 32 bits do not hold
+ * @source this library's own context life cycle
  */
 QorStatus qorsVQCodeBookGetSize_32f(Qor32s len, Qor32s numVectors, Qor32s* pSize);
 
-/*
- * Init copies the vectors, which stand one after the other in pCodeBook, into a state in pMem;
- * *ppState is pMem itself, which needs no alignment. InitAlloc takes memory of its own.
+/**
+ * Makes a state from a code book in the caller's memory.
  *
- * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsSizeErr (len or numVectors below 1,
- * in InitAlloc as GetSize), qorStsMemAllocErr (the allocation failed).
+ * @param[in]  pCodeBook   numVectors vectors of len values, one after the other; copied
+ * @param[out] ppState     the state: pMem itself
+ * @param[in]  len         values of a vector, 1 or more
+ * @param[in]  numVectors  vectors, 1 or more
+ * @param[out] pMem        memory of the size that qorsVQCodeBookGetSize_32f() reports, at any
+ *                         address; its bytes cannot be moved
+ * @retval qorStsNullPtrErr  any pointer null
+ * @retval qorStsSizeErr     len or numVectors below 1
+ * @source this library's own context life cycle
  */
 QorStatus qorsVQCodeBookInit_32f(const Qor32f* pCodeBook, QorsVQCodeBookState_32f** ppState,
                                  Qor32s len, Qor32s numVectors, Qor8u* pMem);
+
+/**
+ * Makes a state from a code book in memory of its own.
+ *
+ * @param[in]  pCodeBook   numVectors vectors of len values, one after the other; copied
+ * @param[out] ppState     the state, for qorsVQCodeBookFree_32f() to release
+ * @param[in]  len         values of a vector, 1 or more
+ * @param[in]  numVectors  vectors, 1 or more
+ * @retval qorStsNullPtrErr   pCodeBook or ppState null
+ * @retval qorStsSizeErr      len or numVectors below 1; a size that 32 bits do not hold
+ * @retval qorStsMemAllocErr  the allocation failed
+ * @source this library's own context life cycle
+ */
 QorStatus qorsVQCodeBookInitAlloc_32f(const Qor32f* pCodeBook, QorsVQCodeBookState_32f** ppState,
                                       Qor32s len, Qor32s numVectors);
 
-/*
- * Free ends a state and releases what InitAlloc allocated. States are told by nothing: pState must
- * be one.
+/**
+ * Ends a state and releases what qorsVQCodeBookInitAlloc_32f() allocated.
  *
- * Errors: qorStsNullPtrErr (pState null).
+ * @param[in] pState  the state; that it is one is not tested
+ * @retval qorStsNullPtrErr  pState null
+ * @source this library's own context life cycle
  */
 QorStatus qorsVQCodeBookFree_32f(QorsVQCodeBookState_32f* pState);
 
-/*
- * Finds the nCand best vectors of one book for each division, the nearest first. Of vectors at the
- * same distance the later one stands in front, but one as far as the last of nCand does not come
- * in. When nCand is not below numVectors, all vectors are candidates in their own order; entries
- * from numVectors on count up and have sign 0.
+/**
+ * Finds the nCand best vectors of one book for each division, the nearest first.
  *
- *   pIndex, pSign  nCand entries per division: the vectors and their signs
+ * Of vectors at the same distance the later one stands in front, but one as far as the last of
+ * nCand does not come in. A place that no vector nearer than 1e38 takes has index 0. When nCand is
+ * not below numVectors, all vectors are candidates in their own order; entries from numVectors on
+ * count up and have sign 0.
  *
- * Errors: qorStsNullPtrErr (any pointer null).
+ * @param[in]     pSrc       the values, division after division
+ * @param[in]     pWeight    a weight for each value
+ * @param[in]     nDiv       divisions; below 1 does nothing and is no error
+ * @param[in]     pLength    nDiv lengths, each up to the length of the vectors; below 1 is empty
+ * @param[out]    pIndex     nCand entries per division: the vectors, from 0
+ * @param[out]    pSign      nCand entries per division: 0, or 1 for the negated vector
+ * @param[in]     nCand      candidates; below 1 does nothing and is no error
+ * @param[in]     pPolarity  nDiv entries: 1 allows negated vectors, anything else forbids them
+ * @param[in,out] pCodeBook  the book's state, its scratch in use
+ * @retval qorStsNullPtrErr  any pointer null
+ * @source ISO/IEC 14496-3 (TwinVQ), an encoder's search; the order of equals is this library's own
  */
 QorStatus qorsVQPreliminarySelect_32f(const Qor32f* pSrc, const Qor32f* pWeight, Qor32s nDiv,
                                       const Qor32s* pLength, Qor32s* pIndex, Qor32s* pSign,
                                       Qor32s nCand, const Qor32s* pPolarity,
                                       QorsVQCodeBookState_32f* pCodeBook);
 
-/*
+/**
  * Finds the best pair of candidates of two books for each division: the one whose sum, divided by
- * nStage, is nearest. The first of equal pairs wins, with the candidates of book 1 running inside
- * those of book 0. Indices outside the book are passed over; when no pair has an error below 1e38,
- * indices and signs are 0.
+ * nStage, is nearest.
  *
- *   ppIndex, ppSign        the candidates of the two books, nCand per division
- *   ppIndexOut, ppSignOut  the pair, an entry per division for each book
- *   nStage                 2
+ * The first of equal pairs wins, with the candidates of book 1 running inside those of book 0.
+ * Indices outside the book are passed over; when no pair has an error below 1e38, indices and signs
+ * are 0.
  *
- * Errors: qorStsNullPtrErr (any pointer null).
+ * @param[in]     pSrc        the values, division after division
+ * @param[in]     pWeight     a weight for each value
+ * @param[in]     pLength     nDiv lengths, each up to the length of the vectors; below 1 is empty
+ * @param[in]     nDiv        divisions; below 1 does nothing and is no error
+ * @param[in]     nCand       candidates of each book; below 1 does nothing and is no error
+ * @param[in]     ppIndex     candidates of the two books, nCand per division
+ * @param[in]     ppSign      their signs, 0 or 1
+ * @param[out]    ppIndexOut  the pair: for each book an entry per division
+ * @param[out]    ppSignOut   its signs likewise
+ * @param[in,out] ppCodeBook  the states of the two books, their scratch in use
+ * @param[in]     nStage      2, what the sum is divided by
+ * @retval qorStsNullPtrErr  any pointer null; the pointers in the arrays are not tested
+ * @source ISO/IEC 14496-3 (TwinVQ), an encoder's search; the order of equals is this library's own
  */
 QorStatus qorsVQMainSelect_32f(const Qor32f* pSrc, const Qor32f* pWeight, const Qor32s* pLength,
                                Qor32s nDiv, Qor32s nCand, const Qor32s* const* ppIndex,
@@ -2568,17 +2640,26 @@ QorStatus qorsVQMainSelect_32f(const Qor32f* pSrc, const Qor32f* pWeight, const 
                                Qor32s* const* ppSignOut, QorsVQCodeBookState_32f* const* ppCodeBook,
                                Qor32s nStage);
 
-/*
- * Both searches in one call, the second by a form of the error that does not read the values
- * again: its rounding differs from that of qorsVQMainSelect_32f, so that of pairs at nearly the
- * same distance another one may win.
+/**
+ * Finds the best pair of vectors of two books for each division, with both searches in one call.
  *
- *   ppPolarity             pPolarity of each book
- *   ppIndexOut, ppSignOut  as above
- *   ppCodeBook             two different states: each keeps the candidates of its book
- *   nStage                 2
+ * The second search takes a form of the error that does not read the values again: its rounding
+ * differs from that of qorsVQMainSelect_32f(), so that of pairs at nearly the same distance another
+ * one may win. When no pair has an error below 1e38, indices and signs are 0.
  *
- * Errors: qorStsNullPtrErr (any pointer null).
+ * @param[in]     pSrc        the values, division after division
+ * @param[in]     pWeight     a weight for each value
+ * @param[in]     nDiv        divisions; below 1 does nothing and is no error
+ * @param[in]     pLength     nDiv lengths, each up to the length of the vectors; below 1 is empty
+ * @param[in]     nCand       candidates of each book; below 1 does nothing and is no error
+ * @param[in]     ppPolarity  for each book nDiv entries: 1 allows negated vectors, anything else
+ *                            forbids them
+ * @param[out]    ppIndexOut  the pair: for each book an entry per division
+ * @param[out]    ppSignOut   its signs likewise, 0 or 1
+ * @param[in,out] ppCodeBook  two different states: each keeps the candidates of its book
+ * @param[in]     nStage      2, the number of books
+ * @retval qorStsNullPtrErr  any pointer null; the pointers in the arrays are not tested
+ * @source ISO/IEC 14496-3 (TwinVQ), an encoder's search; the order of equals is this library's own
  */
 QorStatus qorsVQIndexSelect_32f(const Qor32f* pSrc, const Qor32f* pWeight, Qor32s nDiv,
                                 const Qor32s* pLength, Qor32s nCand,
@@ -2586,54 +2667,87 @@ QorStatus qorsVQIndexSelect_32f(const Qor32f* pSrc, const Qor32f* pWeight, Qor32
                                 Qor32s* const* ppSignOut,
                                 QorsVQCodeBookState_32f* const* ppCodeBook, Qor32s nStage);
 
-/*
- * pDst becomes the sum over nStage books, at least 1, of ppSign[s][d] times vector ppIndex[s][d], over nStage,
- * division after division. The signs are factors here: 1 and -1.
+/**
+ * Rebuilds a signal from the vectors chosen: pDst becomes the sum over the books s of
+ * ppSign[s][d] times vector ppIndex[s][d], over nStage, division after division.
  *
- * Errors: qorStsNullPtrErr (any pointer null).
+ * @param[in]  ppIndex     for each book nDiv vectors, from 0 to numVectors - 1, not checked
+ * @param[in]  ppSign      for each book nDiv factors, 1 and -1 (a sign s of the searches is 1 - 2
+ *                         s)
+ * @param[in]  pLength     nDiv lengths, each up to the length of the vectors; below 1 is empty
+ * @param[in]  nDiv        divisions; below 1 does nothing and is no error
+ * @param[in]  nStage      number of books, 1 or more, not checked
+ * @param[out] pDst        the values, division after division
+ * @param[in]  ppCodeBook  the states of the books
+ * @retval qorStsNullPtrErr  any pointer null; the pointers in the arrays are not tested
+ * @source ISO/IEC 14496-3 (TwinVQ)
  */
 QorStatus qorsVQReconstruction_32f(const Qor32s* const* ppIndex, const Qor32s* const* ppSign,
                                    const Qor32s* pLength, Qor32s nDiv, Qor32s nStage, Qor32f* pDst,
                                    QorsVQCodeBookState_32f* const* ppCodeBook);
 
+/** @} */
+
 /* --- FIR block filter --- */
+
+/**
+ * @addtogroup fir
+ * @{
+ */
 
 /*
  * A filter along time over blocks: every position of a block is filtered for itself over the last
  * tapsLen blocks, with the same taps. It smooths a sequence of frames.
+ */
+
+/**
+ * Makes a filter. The blocks before the first one are zeros.
  *
- * InitAlloc makes a filter for blocks of blockLen values. The blocks before the first one are
- * zeros.
- *
- * Errors, in order: qorStsNullPtrErr (ppState null), qorStsFirLenErr (tapsLen outside 1 to 32767
- * or blockLen outside 1 to 32764), qorStsMemAllocErr (an allocation failed; nothing stays
- * allocated).
+ * @param[out] ppState   the filter, for qorsFIRBlockFree_32f() to release
+ * @param[in]  tapsLen   number of taps and of blocks kept, 1 to 32767
+ * @param[in]  blockLen  values of a block, 1 to 32764
+ * @retval qorStsNullPtrErr   ppState null
+ * @retval qorStsFirLenErr    tapsLen outside 1 to 32767; blockLen outside 1 to 32764
+ * @retval qorStsMemAllocErr  an allocation failed, or the blocks take 2^31 bytes and more; nothing
+ *                            stays allocated
+ * @source this library's own context life cycle
  */
 QorStatus qorsFIRBlockInitAlloc_32f(QorsFIRBlockState_32f** ppState, Qor32s tapsLen,
                                     Qor32s blockLen);
 
-/*
- * Releases the filter.
+/**
+ * Releases a filter. Its id is not cleared: the filter must not be used or released again.
  *
- * Errors, in order: qorStsNullPtrErr (pState null), qorStsContextMatchErr (not a filter of this
- * kind).
+ * @param[in] pState  the filter
+ * @retval qorStsNullPtrErr       pState null
+ * @retval qorStsContextMatchErr  not a filter of this kind
+ * @source this library's own context life cycle
  */
 QorStatus qorsFIRBlockFree_32f(QorsFIRBlockState_32f* pState);
 
-/*
+/**
  * Filters one block: pDst[i] is the sum over k of pTaps[k] times value i of the block of k calls
- * before, in single precision: the newest block's product first, then the others from the oldest
- * on. pDst may be pSrc.
+ * before.
  *
- *   pSrc, pDst  blockLen values
- *   pTaps       tapsLen taps, that of the newest block first; they may change from call to call
+ * The sum is in single precision: the newest block's product first, then the others from the oldest
+ * on.
  *
- * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsContextMatchErr (not a filter of
- * this kind), qorStsFirLenErr (a damaged state: a length below 1 or a row outside the others).
- * Warning: qorStsAlignmentWarn when pSrc, pDst or pTaps is off a 16-byte boundary.
+ * @param[in]     pSrc    blockLen values
+ * @param[out]    pDst    blockLen values; it may be pSrc
+ * @param[in,out] pState  the filter
+ * @param[in]     pTaps   tapsLen taps, that of the newest block first; they may change from call to
+ *                        call
+ * @retval qorStsNullPtrErr        any pointer null
+ * @retval qorStsContextMatchErr   not a filter of this kind
+ * @retval qorStsFirLenErr         a damaged state: blockLen or tapsLen below 1; the row of the
+ *                                 newest block outside 0 to tapsLen - 1
+ * @retval qorStsAlignmentWarn     pSrc, pDst or pTaps off a 16-byte boundary
+ * @source the sum as above
  */
 QorStatus qorsFIRBlockOne_32f(const Qor32f* pSrc, Qor32f* pDst, QorsFIRBlockState_32f* pState,
                               const Qor32f* pTaps);
+
+/** @} */
 
 #pragma GCC visibility pop
 
