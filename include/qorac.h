@@ -1714,46 +1714,35 @@ QorStatus qorsHuffmanEncode_MP3_32s1u(const Qor32s* pSrcIx, Qor8u** ppBitStream,
 
 /** @} */
 
-/* ================================================================ SBR, parametric stereo ==== */
+/* ================================================================ SBR integer filter banks == */
 
-/* --- integer QMF banks --- */
-
+/**
+ * @addtogroup sbrbank
+ * @{
+ */
 /*
- * QMF banks of spectral band replication (ISO/IEC 14496-3, clause 4.6.18.4) in 32-bit integers. A call takes one
- * time slot through a bank; the sums are those of the standard, with c its window:
+ * QMF banks of spectral band replication in 32-bit integers, with complex sub-bands (SBRHQ, high
+ * quality) or real ones (SBRLP, low power). A call takes one time slot through a bank.
  *
- *   SBRHQ_32s32sc, SBRHQ_32sc32s   complex bands (high quality)
- *   SBRLP_32s                      real bands (low power)
+ * Any Q format will do, since a bank only applies a gain. Each product keeps its high 32 bits and
+ * rounds down; sums wrap and nothing is saturated: samples up to 2^27 and sub-bands up to 2^25
+ * (each part) in magnitude never wrap. Below, c is the window of the standard.
  *
- *   AnalysisFilter          32 samples to 32 bands
- *   SynthesisFilter         64 bands to 64 samples
- *   SynthesisDownFilter     the lowest 32 bands to 32 samples, at half the rate
- *
- * With u(n) the sum of the products of the newest 320 samples with c(2i) over i = n, n + 64...; the
- * samples are the sums of the products of ten V with c (downsampled: c(2i)) as in the standard.
- *
- *   analysis HQ    X(k) = 1/64 sum of u(n) exp(j pi/64 (k + 1/2)(2n - 1/2)),   n from 0 to 63
- *   analysis LP    X(k) = 1/64 sum of u(n) cos(pi/64 (k + 1/2)(2n - 96))
- *   synthesis HQ   V(n) = 1/64 Re sum of X(k) exp(j pi/128 (k + 1/2)(2n - 255)), k from 0 to 63
- *   synthesis LP   V(n) = 1/64 sum of X(k) cos(pi/128 (k + 1/2)(2n - 64))
- *   down HQ        V(n) = 1/64 Re sum of X(k) exp(j pi/64 (k + 1/2)(2n - 127.5)), k from 0 to 31
- *   down LP        V(n) = 1/64 sum of X(k) cos(pi/64 (k + 1/2)(2n - 32))
- *
- * Numbers. Any Q format will do, since a bank only applies a gain. Each product keeps its high 32
- * bits and rounds down; sums wrap and nothing is saturated, so that the caller keeps headroom:
- * samples up to 2^27 and bands up to 2^25 (each part) in magnitude never wrap. Against the gains of
- * the standard's banks, the analysis has 1/128, HQ synthesis 1 and LP synthesis 1/2. Analysis and
- * synthesis give the samples back divided by 128 (HQ) or 256 (LP), 289 samples of the input later,
- * with an error of -59 dB that lies in the window, and that of the truncation.
- *
- * Spec. It holds the ring of the last ten slots and belongs to one thread at a time. Functions take
+ * A spec holds the ring of the last ten slots: one channel, one thread at a time. Functions take
  * the pointer to the block that holds it, at any address, or the next multiple of 16 bytes.
  */
 
-/*
- * GetSize: bytes of the block for a spec, room for the alignment included: 1343 (analysis), 5183
- * (synthesis), 2623 (downsampled synthesis).
- *   qorStsNullPtrErr        pSize is null
+/**
+ * @name Size of a spec
+ * @{
+ */
+/**
+ * Tells the bytes of the block for a spec, with room for its alignment: 1343 (analysis), 5183
+ * (synthesis) or 2623 (downsampled synthesis).
+ *
+ * @param[out] pSize  bytes
+ * @retval qorStsNullPtrErr  pSize null
+ * @source this library's own context life cycle
  */
 QorStatus qorsAnalysisFilterGetSize_SBRHQ_32s32sc(Qor32s* pSize);
 QorStatus qorsAnalysisFilterGetSize_SBRLP_32s(Qor32s* pSize);
@@ -1761,10 +1750,20 @@ QorStatus qorsSynthesisFilterGetSize_SBRHQ_32sc32s(Qor32s* pSize);
 QorStatus qorsSynthesisFilterGetSize_SBRLP_32s(Qor32s* pSize);
 QorStatus qorsSynthesisDownFilterGetSize_SBRHQ_32sc32s(Qor32s* pSize);
 QorStatus qorsSynthesisDownFilterGetSize_SBRLP_32s(Qor32s* pSize);
+/** @} */
 
-/*
- * Init builds a spec, with silence in its ring, in the caller's block. It cannot be moved or copied.
- *   qorStsNullPtrErr        pSpec is null
+/**
+ * @name Building a spec in the caller's memory
+ * @{
+ */
+/**
+ * Builds a spec with silence in its ring. The block cannot be moved or copied afterwards. On a spec
+ * in use it clears the history; one that InitAlloc made then no longer owns its block, and Free
+ * releases nothing.
+ *
+ * @param[out] pSpec  the block, as many bytes as GetSize tells, at any address
+ * @retval qorStsNullPtrErr  pSpec null
+ * @source this library's own context life cycle
  */
 QorStatus qorsAnalysisFilterInit_SBRHQ_32s32sc(QorsFilterSpec_SBR_32s* pSpec);
 QorStatus qorsAnalysisFilterInit_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
@@ -1772,11 +1771,19 @@ QorStatus qorsSynthesisFilterInit_SBRHQ_32sc32s(QorsFilterSpec_SBR_32s* pSpec);
 QorStatus qorsSynthesisFilterInit_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
 QorStatus qorsSynthesisDownFilterInit_SBRHQ_32sc32s(QorsFilterSpec_SBR_32s* pSpec);
 QorStatus qorsSynthesisDownFilterInit_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
+/** @} */
 
-/*
- * InitAlloc allocates a block, builds a spec in it as Init does and stores the pointer in *ppSpec.
- * The allocation must succeed: it is not tested, and there is no qorStsMemAllocErr.
- *   qorStsNullPtrErr        ppSpec is null
+/**
+ * @name Allocating a spec
+ * @{
+ */
+/**
+ * Allocates a block and builds a spec in it as Init does. The allocation must succeed: it is not
+ * tested, and there is no qorStsMemAllocErr.
+ *
+ * @param[out] ppSpec  gets the pointer to the block, for Free to release
+ * @retval qorStsNullPtrErr  ppSpec null
+ * @source this library's own context life cycle
  */
 QorStatus qorsAnalysisFilterInitAlloc_SBRHQ_32s32sc(QorsFilterSpec_SBR_32s** ppSpec);
 QorStatus qorsAnalysisFilterInitAlloc_SBRLP_32s(QorsFilterSpec_SBR_32s** ppSpec);
@@ -1784,12 +1791,20 @@ QorStatus qorsSynthesisFilterInitAlloc_SBRHQ_32sc32s(QorsFilterSpec_SBR_32s** pp
 QorStatus qorsSynthesisFilterInitAlloc_SBRLP_32s(QorsFilterSpec_SBR_32s** ppSpec);
 QorStatus qorsSynthesisDownFilterInitAlloc_SBRHQ_32sc32s(QorsFilterSpec_SBR_32s** ppSpec);
 QorStatus qorsSynthesisDownFilterInitAlloc_SBRLP_32s(QorsFilterSpec_SBR_32s** ppSpec);
+/** @} */
 
-/*
- * Free releases the block of a spec that InitAlloc made. A spec that Init made stays valid, and can
- * be freed again.
- *   qorStsNullPtrErr        pSpec is null
- *   qorStsContextMatchErr   pSpec is not a spec of this bank
+/**
+ * @name Releasing a spec
+ * @{
+ */
+/**
+ * Releases the block of a spec that InitAlloc made. A spec that Init made stays valid, and can be
+ * freed again.
+ *
+ * @param[in,out] pSpec  a spec of the same bank
+ * @retval qorStsNullPtrErr       pSpec null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this bank
+ * @source this library's own context life cycle
  */
 QorStatus qorsAnalysisFilterFree_SBRHQ_32s32sc(QorsFilterSpec_SBR_32s* pSpec);
 QorStatus qorsAnalysisFilterFree_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
@@ -1797,25 +1812,75 @@ QorStatus qorsSynthesisFilterFree_SBRHQ_32sc32s(QorsFilterSpec_SBR_32s* pSpec);
 QorStatus qorsSynthesisFilterFree_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
 QorStatus qorsSynthesisDownFilterFree_SBRHQ_32sc32s(QorsFilterSpec_SBR_32s* pSpec);
 QorStatus qorsSynthesisDownFilterFree_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
+/** @} */
 
-/*
- * One slot of analysis. pSrc has 32 samples, oldest first; pDst gets the bands 0 to kx - 1 and zeros
- * for those from kx to 31. The ring takes the samples in any case.
- *   qorStsNullPtrErr        pSrc, pDst or pSpec is null
- *   qorStsContextMatchErr   pSpec is not a spec of this bank
- *   qorStsSizeErr           kx is outside 0 to 32
+/**
+ * @name Analysis of one slot
+ * @{
+ */
+/**
+ * Splits 32 samples into 32 sub-bands. With x(0) the newest sample of the slot, x(1) the one before
+ * it and so on, and k from 0 to 31,
+ *
+ * @code{.unparsed}
+ * u(n)         = sum over r from 0 to 4 of c(2(n + 64 r)) x(n + 64 r),   n from 0 to 63
+ * SBRHQ  X(k)  = 1/64 sum over n of u(n) exp(j pi/64 (k + 1/2)(2n - 1/2))
+ * SBRLP  X(k)  = 1/64 sum over n of u(n) cos(pi/64 (k + 1/2)(2n - 96))
+ * @endcode
+ *
+ * which is 1/128 of what the standard's banks give.
+ *
+ * @param[in]     pSrc   32 samples in any Q format, oldest first; up to 2^27 in magnitude they
+ *                       never wrap
+ * @param[out]    pDst   32 sub-bands in the Q format of the samples: those from 0 to kx - 1, zeros
+ *                       from kx on
+ * @param[in]     kx     sub-bands to keep, 0 to 32; the ring takes the samples whatever it is
+ * @param[in,out] pSpec  spec of this bank
+ * @retval qorStsNullPtrErr       pSrc, pDst or pSpec null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this bank
+ * @retval qorStsSizeErr          kx outside 0 to 32
+ * @source ISO/IEC 14496-3, clause 4.6.18.4.1; SBRLP: its form for the low-power mode
  */
 QorStatus qorsAnalysisFilter_SBRHQ_32s32sc(const Qor32s* pSrc, Qor32sc* pDst, Qor32s kx,
                                            QorsFilterSpec_SBR_32s* pSpec);
 QorStatus qorsAnalysisFilter_SBRLP_32s(const Qor32s* pSrc, Qor32s* pDst, Qor32s kx,
                                        QorsFilterSpec_SBR_32s* pSpec);
+/** @} */
 
-/*
- * One slot of synthesis. pSrc has all 64 bands (downsampled: the lowest 32), pDst gets 64 (32)
- * samples. A downsampled filter also takes a spec of the SynthesisFilter of its form, in whose ring
- * it uses slots of its own size: what the other filter left there is no history for it.
- *   qorStsNullPtrErr        pSrc, pDst or pSpec is null
- *   qorStsContextMatchErr   pSpec is not a spec of this bank (downsampled: nor of the bank of 64)
+/**
+ * @name Synthesis of one slot
+ * @{
+ */
+/**
+ * Makes N samples of N sub-bands: 64, or 32 at half the rate in the downsampled banks (Down). With
+ * k from 0 to N - 1 and n from 0 to 2N - 1, a slot has the values
+ *
+ * @code{.unparsed}
+ * SBRHQ        V(n) = 1/64 Re sum over k of X(k) exp(j pi/128 (k + 1/2)(2n - 255))
+ * SBRHQ, Down  V(n) = 1/64 Re sum over k of X(k) exp(j pi/64 (k + 1/2)(2n - 127.5))
+ * SBRLP        V(n) = 1/64 sum over k of X(k) cos(pi/128 (k + 1/2)(2n - 64))
+ * SBRLP, Down  V(n) = 1/64 sum over k of X(k) cos(pi/64 (k + 1/2)(2n - 32))
+ * @endcode
+ *
+ * and with V_t those of t slots ago and w(i) = c(i), or c(2i) when downsampled, the samples are
+ *
+ * @code{.unparsed}
+ * y(i) = sum over t from 0 to 9 of w(N t + i) V_t(N (t mod 2) + i),   i from 0 to N - 1
+ * @endcode
+ *
+ * SBRHQ has the gain of the standard's banks, SBRLP half of it.
+ *
+ * A downsampled filter also takes a spec of the SynthesisFilter of its form, in whose ring it uses
+ * slots of its own size: what the other filter left there is no history for it.
+ *
+ * @param[in]     pSrc   64 sub-bands in any Q format (Down: the lowest 32); up to 2^25 in
+ *                       magnitude, each part, they never wrap
+ * @param[out]    pDst   64 samples (Down: 32) in the Q format of the sub-bands, oldest first
+ * @param[in,out] pSpec  spec of this bank (Down: or of the bank of 64 of the same form)
+ * @retval qorStsNullPtrErr       pSrc, pDst or pSpec null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this bank (Down: nor of the bank of 64)
+ * @source ISO/IEC 14496-3, clause 4.6.18.4.2 (Down: 4.6.18.4.3); SBRLP: its form for the low-power
+ *         mode
  */
 QorStatus qorsSynthesisFilter_SBRHQ_32sc32s(const Qor32sc* pSrc, Qor32s* pDst,
                                             QorsFilterSpec_SBR_32s* pSpec);
@@ -1825,35 +1890,42 @@ QorStatus qorsSynthesisDownFilter_SBRHQ_32sc32s(const Qor32sc* pSrc, Qor32s* pDs
                                                 QorsFilterSpec_SBR_32s* pSpec);
 QorStatus qorsSynthesisDownFilter_SBRLP_32s(const Qor32s* pSrc, Qor32s* pDst,
                                             QorsFilterSpec_SBR_32s* pSpec);
+/** @} */
+/** @} */
 
-/* --- float QMF banks --- */
+/* ================================================================ SBR float filter banks ==== */
 
+/**
+ * @addtogroup sbrbank32f
+ * @{
+ */
 /*
- * The QMF filter banks of the SBR tool (ISO/IEC 14496-3, clause 4.6.18.4) on floats: three analyses
- * of 32 samples per time slot into 32 sub-bands (clause 4.6.18.4.1), three syntheses of 64 sub-bands
- * into 64 samples (4.6.18.4.2) and three downsampled ones of 32 sub-bands into 32 samples
- * (4.6.18.4.3). A call runs numLoop slots; a run is the same as numLoop calls of one slot. The gain
- * is the standard's, in which an analysis and a synthesis of the same samples are together 1.
+ * QMF banks of spectral band replication on floats. A call of a decoder's bank runs numLoop time
+ * slots; that is the same as numLoop calls of one slot. The gain is the standard's.
  *
  * Forms. RToC_32f and CToR_32f have complex sub-bands as two lists of rows, RToC_32f32fc and
- * CToR_32fc32f as one list of rows of pairs, RToR_32f the real sub-bands of the low-power mode. A row
- * holds the sub-bands of one slot; rows need no alignment and may lie anywhere.
+ * CToR_32fc32f as one list of rows of pairs, RToR_32f the real sub-bands of the low-power mode. A
+ * row holds the sub-bands of one slot; rows need no alignment and may lie anywhere.
  *
  * The window is the caller's: coefficients c(i) of the standard's QMF window with the signs of its
  * table, all 640 for the synthesis at full rate, c(2i) for i from 0 to 319 for the other banks.
  *
- * Memory. GetSize tells how much a bank needs; Init builds it in memory of the caller's, whose
- * address needs no alignment, and stores its spec, which is valid as long as the memory is neither
- * moved nor copied. There is no InitAlloc and no Free. The spec holds the history of the bank and is
- * written by its filter, so that it belongs to one stream and to one thread at a time. Nothing lasts
- * in pMemInit behind Init and in pBuffer behind a call; unlike with the general transforms they may
- * not be null.
+ * A spec holds the history of the bank: one channel, one thread at a time. Unlike with the general
+ * transforms pMemInit and pBuffer may not be null.
  */
 
-/*
- * GetSize: bytes of the memory for a spec, of the scratch for Init and of the scratch for the filter.
- * The two complex forms of a bank need the same.
- *   qorStsNullPtrErr        a pointer is null
+/**
+ * @name Sizes of a decoder's bank
+ * @{
+ */
+/**
+ * Tells the bytes that a bank needs. The two complex forms of a bank need the same.
+ *
+ * @param[out] pSpecSize  bytes of the memory for a spec, with room for its alignment
+ * @param[out] pInitSize  bytes of the scratch of Init, at least 4
+ * @param[out] pBufSize   bytes of the scratch of the filter, at least 4
+ * @retval qorStsNullPtrErr  any pointer null
+ * @source this library's own context life cycle
  */
 QorStatus qorsAnalysisFilterGetSize_SBR_RToC_32f(Qor32s* pSpecSize, Qor32s* pInitSize,
                                                  Qor32s* pBufSize);
@@ -1873,12 +1945,23 @@ QorStatus qorsSynthesisDownFilterGetSize_SBR_CToR_32fc32f(Qor32s* pSpecSize, Qor
                                                           Qor32s* pBufSize);
 QorStatus qorsSynthesisDownFilterGetSize_SBR_RToR_32f(Qor32s* pSpecSize, Qor32s* pInitSize,
                                                       Qor32s* pBufSize);
+/** @} */
 
-/*
- * Init builds a bank with a silent history in pMemSpec (pSpecSize bytes) with the scratch pMemInit
- * (pInitSize bytes) and stores its spec in *ppSpec. Only this pointer is a spec: the address of the
- * memory is none.
- *   qorStsNullPtrErr        a pointer is null
+/**
+ * @name Building a decoder's bank
+ * @{
+ */
+/**
+ * Builds a bank with a silent history in the caller's memory. On the memory of a bank that is in
+ * use it clears the history. There is no InitAlloc and no Free.
+ *
+ * @param[out] ppSpec    gets the spec. Only this pointer is one: the address of the memory is none.
+ *                       It is valid as long as the memory is neither moved nor copied
+ * @param[out] pMemSpec  as many bytes as pSpecSize tells, at any address
+ * @param[out] pMemInit  scratch, as many bytes as pInitSize tells, at any address; nothing lasts in
+ *                       it behind the call
+ * @retval qorStsNullPtrErr  any pointer null
+ * @source this library's own context life cycle
  */
 QorStatus qorsAnalysisFilterInit_SBR_RToC_32f(QorsFilterSpec_SBR_32f** ppSpec, Qor8u* pMemSpec,
                                               Qor8u* pMemInit);
@@ -1898,33 +1981,78 @@ QorStatus qorsSynthesisDownFilterInit_SBR_CToR_32fc32f(QorsFilterSpec_SBR_32f** 
                                                        Qor8u* pMemSpec, Qor8u* pMemInit);
 QorStatus qorsSynthesisDownFilterInit_SBR_RToR_32f(QorsFilterSpec_SBR_32f** ppSpec, Qor8u* pMemSpec,
                                                    Qor8u* pMemInit);
+/** @} */
 
-/*
- * Analysis of 32 * numLoop samples from pSrc. Slot l goes to row `offset` + l of the list (lists),
- * 32 sub-bands. With x(0) the latest sample of the slot, x(1) the one before it and so on,
+/**
+ * @name Analysis to two lists of rows
+ * @{
+ */
+/**
+ * Splits 32 samples per slot into 32 complex sub-bands, real and imaginary parts in rows of their
+ * own. With x(0) the newest sample of the slot, x(1) the one before it and so on, and k from 0 to
+ * 31,
  *
- *   u(n) = sum over r from 0 to 4 of pWindow[n + 64 r] x(n + 64 r)
- *   RToC   X(k) = 2 * sum over n from 0 to 63 of u(n) exp(j pi/64 (k + 1/2)(2n - 1/2))
- *   RToR   X(k) = 2 * sum over n from 0 to 63 of u(n) cos(pi/64 (k + 1/2)(2n - 96))
+ * @code{.unparsed}
+ * u(n) = sum over r from 0 to 4 of pWindow[n + 64 r] x(n + 64 r),   n from 0 to 63
+ * X(k) = 2 sum over n of u(n) exp(j pi/64 (k + 1/2)(2n - 1/2))
+ * @endcode
  *
- * Sub-bands from `kx` (0 to 32) on are written as 0. pBuffer is scratch of pBufSize bytes. numLoop
- * below 1 is a success, tested after all else: nothing is done.
+ * The order of its checks differs from that of the two other forms.
  *
- * The order of the checks differs on purpose. RToC_32f:
- *   qorStsNullPtrErr        pSpec, pWindow or pBuffer is null
- *   qorStsContextMatchErr   pSpec is not a spec of this form
- *   qorStsSizeErr           kx outside 0 to 32
- *   qorStsNullPtrErr        pSrc, ppDstRe or ppDstIm is null
- * RToC_32f32fc and RToR_32f:
- *   qorStsNullPtrErr        pSpec or pWindow is null
- *   qorStsContextMatchErr   pSpec is not a spec of this form
- *   qorStsNullPtrErr        pSrc, ppDst or pBuffer is null
- *   qorStsSizeErr           kx outside 0 to 32
+ * @param[in]     pSrc     32 * numLoop samples of any scale, oldest first
+ * @param[in]     ppDstRe  rows of the real parts: slot l goes to row offset + l, which gets 32
+ *                         sub-bands, zeros from kx on
+ * @param[in]     ppDstIm  rows of the imaginary parts, the same
+ * @param[in]     pWindow  320 coefficients c(2i)
+ * @param[in]     numLoop  slots; below 1 nothing is done, a success that is tested after all else
+ * @param[in]     offset   row of the first slot
+ * @param[in]     kx       sub-bands to keep, 0 to 32; the history takes the samples whatever it is
+ * @param[in,out] pSpec    spec of this form
+ * @param[out]    pBuffer  scratch, as many bytes as pBufSize tells, at any address; never null
+ * @retval qorStsNullPtrErr       pSpec, pWindow or pBuffer null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this form
+ * @retval qorStsSizeErr          kx outside 0 to 32
+ * @retval qorStsNullPtrErr       pSrc, ppDstRe or ppDstIm null
+ * @source ISO/IEC 14496-3, clause 4.6.18.4.1
  */
 QorStatus qorsAnalysisFilter_SBR_RToC_32f_D2L(const Qor32f* pSrc, Qor32f* const* ppDstRe,
                                               Qor32f* const* ppDstIm, const Qor32f* pWindow,
                                               Qor32s numLoop, Qor32s offset, Qor32s kx,
                                               QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
+/** @} */
+
+/**
+ * @name Analysis to one list of rows
+ * @{
+ */
+/**
+ * Splits 32 samples per slot into 32 sub-bands: complex pairs (RToC_32f32fc) or the real ones of
+ * the low-power mode (RToR_32f). With x(0) the newest sample of the slot, x(1) the one before it
+ * and so on, and k from 0 to 31,
+ *
+ * @code{.unparsed}
+ * u(n)       = sum over r from 0 to 4 of pWindow[n + 64 r] x(n + 64 r),   n from 0 to 63
+ * RToC  X(k) = 2 sum over n of u(n) exp(j pi/64 (k + 1/2)(2n - 1/2))
+ * RToR  X(k) = 2 sum over n of u(n) cos(pi/64 (k + 1/2)(2n - 96))
+ * @endcode
+ *
+ * The order of the checks differs from that of qorsAnalysisFilter_SBR_RToC_32f_D2L().
+ *
+ * @param[in]     pSrc     32 * numLoop samples of any scale, oldest first
+ * @param[in]     ppDst    rows: slot l goes to row offset + l, which gets 32 sub-bands, zeros from
+ *                         kx on
+ * @param[in]     pWindow  320 coefficients c(2i)
+ * @param[in]     numLoop  slots; below 1 nothing is done, a success that is tested after all else
+ * @param[in]     offset   row of the first slot
+ * @param[in]     kx       sub-bands to keep, 0 to 32; the history takes the samples whatever it is
+ * @param[in,out] pSpec    spec of this form
+ * @param[out]    pBuffer  scratch, as many bytes as pBufSize tells, at any address; never null
+ * @retval qorStsNullPtrErr       pSpec or pWindow null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this form
+ * @retval qorStsNullPtrErr       pSrc, ppDst or pBuffer null
+ * @retval qorStsSizeErr          kx outside 0 to 32
+ * @source ISO/IEC 14496-3, clause 4.6.18.4.1; RToR: its form for the low-power mode
+ */
 QorStatus qorsAnalysisFilter_SBR_RToC_32f32fc_D2L(const Qor32f* pSrc, Qor32fc* const* ppDst,
                                                   const Qor32f* pWindow, Qor32s numLoop,
                                                   Qor32s offset, Qor32s kx,
@@ -1933,47 +2061,96 @@ QorStatus qorsAnalysisFilter_SBR_RToR_32f_D2L(const Qor32f* pSrc, Qor32f* const*
                                               const Qor32f* pWindow, Qor32s numLoop, Qor32s offset,
                                               Qor32s kx, QorsFilterSpec_SBR_32f* pSpec,
                                               Qor8u* pBuffer);
+/** @} */
 
-/*
- * Synthesis of numLoop slots. Row l of the list (lists) holds N sub-bands, N being 64, or 32 in the
- * downsampled banks, which read no more of a row. pDst gets N * numLoop samples. Each slot makes 2N
- * values V(n) for the history,
+/**
+ * @name Synthesis from two lists of rows
+ * @{
+ */
+/**
+ * Makes N samples per slot of N complex sub-bands, real and imaginary parts in rows of their own: N
+ * is 64, or 32 at half the rate in the downsampled bank (Down). With k from 0 to N - 1 and n from 0
+ * to 2N - 1, a slot has the values
  *
- *   CToR          V(n) = 1/64 * Re sum over k of X(k) exp(j pi/128 (k + 1/2)(2n - 255))
- *   CToR, Down    V(n) = 1/64 * Re sum over k of X(k) exp(j pi/64 (k + 1/2)(2n - 127.5))
- *   RToR          V(n) = 1/32 * sum over k of X(k) cos(pi/128 (k + 1/2)(2n - 64))
- *   RToR, Down    V(n) = 1/32 * sum over k of X(k) cos(pi/64 (k + 1/2)(2n - 32))
+ * @code{.unparsed}
+ *       V(n) = 1/64 Re sum over k of X(k) exp(j pi/128 (k + 1/2)(2n - 255))
+ * Down  V(n) = 1/64 Re sum over k of X(k) exp(j pi/64 (k + 1/2)(2n - 127.5))
+ * @endcode
  *
- * and with V_t those of t slots ago the samples are, for i from 0 to N - 1,
+ * and with V_t those of t slots ago the samples are
  *
- *   y(i) = sum over t from 0 to 9 of pWindow[N t + i] V_t(N (t mod 2) + i)
+ * @code{.unparsed}
+ * y(i) = sum over t from 0 to 9 of pWindow[N t + i] V_t(N (t mod 2) + i),   i from 0 to N - 1
+ * @endcode
  *
- * pBuffer is scratch of pBufSize bytes. numLoop below 1 is a success, tested after all else: nothing
- * is done.
+ * The order of the checks differs from that of the other forms.
  *
- * The order of the checks differs on purpose. CToR_32f:
- *   qorStsNullPtrErr        pSpec, pWindow or pBuffer is null
- *   qorStsContextMatchErr   pSpec is not a spec of this bank and form
- *   qorStsNullPtrErr        ppSrcRe, ppSrcIm or pDst is null
- * CToR_32fc32f and RToR_32f:
- *   qorStsNullPtrErr        pSpec or pWindow is null
- *   qorStsContextMatchErr   pSpec is not a spec of this bank and form
- *   qorStsNullPtrErr        ppSrc, pDst or pBuffer is null
+ * @param[in]     ppSrcRe  numLoop rows of 64 real parts, row l for slot l (Down: 32, no more is
+ *                         read)
+ * @param[in]     ppSrcIm  the rows of the imaginary parts
+ * @param[out]    pDst     64 * numLoop samples (Down: 32 * numLoop) in the scale of the sub-bands
+ * @param[in]     pWindow  640 coefficients c(i) (Down: 320, c(2i))
+ * @param[in]     numLoop  slots; below 1 nothing is done, a success that is tested after all else
+ * @param[in,out] pSpec    spec of this bank and form
+ * @param[out]    pBuffer  scratch, as many bytes as pBufSize tells, at any address; never null
+ * @retval qorStsNullPtrErr       pSpec, pWindow or pBuffer null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this bank and form
+ * @retval qorStsNullPtrErr       ppSrcRe, ppSrcIm or pDst null
+ * @source ISO/IEC 14496-3, clause 4.6.18.4.2 (Down: 4.6.18.4.3)
  */
 QorStatus qorsSynthesisFilter_SBR_CToR_32f_D2L(const Qor32f* const* ppSrcRe,
                                                const Qor32f* const* ppSrcIm, Qor32f* pDst,
-                                               const Qor32f* pWindow, Qor32s numLoop,
-                                               QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
-QorStatus qorsSynthesisFilter_SBR_CToR_32fc32f_D2L(const Qor32fc* const* ppSrc, Qor32f* pDst,
-                                                   const Qor32f* pWindow, Qor32s numLoop,
-                                                   QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
-QorStatus qorsSynthesisFilter_SBR_RToR_32f_D2L(const Qor32f* const* ppSrc, Qor32f* pDst,
                                                const Qor32f* pWindow, Qor32s numLoop,
                                                QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
 QorStatus qorsSynthesisDownFilter_SBR_CToR_32f_D2L(const Qor32f* const* ppSrcRe,
                                                    const Qor32f* const* ppSrcIm, Qor32f* pDst,
                                                    const Qor32f* pWindow, Qor32s numLoop,
                                                    QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
+/** @} */
+
+/**
+ * @name Synthesis from one list of rows
+ * @{
+ */
+/**
+ * Makes N samples per slot of N sub-bands, complex pairs (CToR_32fc32f) or the real ones of the
+ * low-power mode (RToR_32f): N is 64, or 32 at half the rate in the downsampled banks (Down). With
+ * k from 0 to N - 1 and n from 0 to 2N - 1, a slot has the values
+ *
+ * @code{.unparsed}
+ * CToR        V(n) = 1/64 Re sum over k of X(k) exp(j pi/128 (k + 1/2)(2n - 255))
+ * CToR, Down  V(n) = 1/64 Re sum over k of X(k) exp(j pi/64 (k + 1/2)(2n - 127.5))
+ * RToR        V(n) = 1/32 sum over k of X(k) cos(pi/128 (k + 1/2)(2n - 64))
+ * RToR, Down  V(n) = 1/32 sum over k of X(k) cos(pi/64 (k + 1/2)(2n - 32))
+ * @endcode
+ *
+ * and with V_t those of t slots ago the samples are
+ *
+ * @code{.unparsed}
+ * y(i) = sum over t from 0 to 9 of pWindow[N t + i] V_t(N (t mod 2) + i),   i from 0 to N - 1
+ * @endcode
+ *
+ * The order of the checks differs from that of the CToR_32f forms.
+ *
+ * @param[in]     ppSrc    numLoop rows of 64 sub-bands, row l for slot l (Down: 32, no more is
+ *                         read)
+ * @param[out]    pDst     64 * numLoop samples (Down: 32 * numLoop) in the scale of the sub-bands
+ * @param[in]     pWindow  640 coefficients c(i) (Down: 320, c(2i))
+ * @param[in]     numLoop  slots; below 1 nothing is done, a success that is tested after all else
+ * @param[in,out] pSpec    spec of this bank and form
+ * @param[out]    pBuffer  scratch, as many bytes as pBufSize tells, at any address; never null
+ * @retval qorStsNullPtrErr       pSpec or pWindow null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this bank and form
+ * @retval qorStsNullPtrErr       ppSrc, pDst or pBuffer null
+ * @source ISO/IEC 14496-3, clause 4.6.18.4.2 (Down: 4.6.18.4.3); RToR: its form for the low-power
+ *         mode
+ */
+QorStatus qorsSynthesisFilter_SBR_CToR_32fc32f_D2L(const Qor32fc* const* ppSrc, Qor32f* pDst,
+                                                   const Qor32f* pWindow, Qor32s numLoop,
+                                                   QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
+QorStatus qorsSynthesisFilter_SBR_RToR_32f_D2L(const Qor32f* const* ppSrc, Qor32f* pDst,
+                                               const Qor32f* pWindow, Qor32s numLoop,
+                                               QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
 QorStatus qorsSynthesisDownFilter_SBR_CToR_32fc32f_D2L(const Qor32fc* const* ppSrc, Qor32f* pDst,
                                                        const Qor32f* pWindow, Qor32s numLoop,
                                                        QorsFilterSpec_SBR_32f* pSpec,
@@ -1981,173 +2158,290 @@ QorStatus qorsSynthesisDownFilter_SBR_CToR_32fc32f_D2L(const Qor32fc* const* ppS
 QorStatus qorsSynthesisDownFilter_SBR_RToR_32f_D2L(const Qor32f* const* ppSrc, Qor32f* pDst,
                                                    const Qor32f* pWindow, Qor32s numLoop,
                                                    QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer);
+/** @} */
 
-/* --- integer predictors --- */
-
-/*
- * Linear prediction of second order of one sub-band by the covariance method, for the inverse
- * filtering of the high-frequency generator (ISO/IEC 14496-3): with alpha0 and alpha1, in Q29, the
- * power of z(n) + alpha0 z(n - 1) + alpha1 z(n - 2) is least.
- *
- *   ppSrc   40 rows, one per time slot, which are all read at element k
- *   k       the band
- *   len     length of the covariance, at most 38: rows 0 to len + 1 count. Below 1 all results
- *           are 0.
- *
- * A predictor with a squared magnitude of 16 or more in one of its coefficients is answered with
- * zeros in both; but a part outside -4 to 4 does not fit Q29 and wraps before it can be seen to be
- * too large. A silent band gives zeros. Nothing is checked and the status is always qorStsNoErr.
- *
- * HQ: complex samples. The determinant is used as it is; where it is not above 0, as it may be for
- * one pure tone, alpha1 is 0.
- *
- * LP: real samples. The determinant has the product with phi(1,2) times 1 - 2^-20 in it. *pRefCoef
- * is the reflection coefficient -phi(0,1) / phi(1,1), limited to plus and minus 1.0 (a quotient
- * outside -4 to 4 wraps before it is limited); it stands even where the predictor is answered with
- * zeros. With flag 0 it is the only result, and both coefficients are 0.
+/**
+ * @name The encoder's bank
+ * @{
  */
-QorStatus qorsPredictOneCoef_SBRHQ_32sc_D2L(const Qor32sc* const* ppSrc, Qor32sc* pAlpha0,
-                                            Qor32sc* pAlpha1, Qor32s k, Qor32s len);
-QorStatus qorsPredictOneCoef_SBRLP_32s_D2L(const Qor32s* const* ppSrc, Qor32s* pAlpha0,
-                                           Qor32s* pAlpha1, Qor32s* pRefCoef, Qor32s k, Qor32s len,
-                                           Qor32s flag);
-
-/* --- float predictors, parametric stereo, encoder --- */
-
-/*
- * Linear predictors of second order for the high-frequency generator (ISO/IEC 14496-3, SBR tool,
- * inverse filtering, covariance method), of the bands 0 to numBands - 1 each by itself. Samples are
- * rows of bands, one row per time slot: with z(n) the sample of a band in row n, L = `len` and * the
- * conjugate,
+/**
+ * Tells the bytes that the encoder's bank needs.
  *
- *   phi01 = sum z(n + 1) z(n)*, n = 1 .. L       phi11 = sum |z(n)|^2, n = 1 .. L
- *   phi02 = sum z(n + 2) z(n)*, n = 0 .. L - 1   phi22 = sum |z(n)|^2, n = 0 .. L - 1
- *   phi12 = sum z(n + 1) z(n)*, n = 0 .. L - 1   det = phi22 phi11 - 0.99999905 |phi12|^2
+ * @param[out] pSpecSize  bytes of the memory for a spec, with room for its alignment
+ * @param[out] pInitSize  bytes of the scratch of Init, at least 4
+ * @retval qorStsNullPtrErr  either pointer null
+ * @source this library's own context life cycle
+ */
+QorStatus qorsAnalysisFilterEncGetSize_SBR_32f(Qor32s* pSpecSize, Qor32s* pInitSize);
+
+/**
+ * Builds a spec of the encoder's bank in the caller's memory, which cannot be moved or copied
+ * afterwards. The spec holds tables and scratch and no history: it serves any number of channels in
+ * turn, but one thread at a time.
  *
- *   alpha1 = (phi01 phi12 - phi02 phi11) / det   0 where det is 0
- *   alpha0 = -(phi01 + alpha1 phi12*) / phi11    0 where phi11 is not above 0
+ * @param[out] pSpec     as many bytes as pSpecSize tells, at any address; this pointer is the spec
+ * @param[out] pMemInit  scratch, as many bytes as pInitSize tells, at any address
+ * @retval qorStsNullPtrErr  either pointer null
+ * @source this library's own context life cycle
+ */
+QorStatus qorsAnalysisFilterEncInit_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec, Qor8u* pMemInit);
+
+/**
+ * Allocates and builds a spec of the encoder's bank.
+ *
+ * @param[out] ppSpec  gets the spec. When the allocation of the spec failed it is null; when it was
+ *                     that of the scratch, a block without a spec, which the caller releases with
+ *                     qorFree
+ * @retval qorStsNullPtrErr   ppSpec null
+ * @retval qorStsMemAllocErr  an allocation failed
+ * @source this library's own context life cycle
+ */
+QorStatus qorsAnalysisFilterEncInitAlloc_SBR_32f(QorsFilterEncSpec_SBR_32f** ppSpec);
+
+/**
+ * Releases a spec of the encoder's bank that InitAlloc made. One that Init made stays as it is and
+ * usable.
+ *
+ * @param[in,out] pSpec  the spec
+ * @retval qorStsNullPtrErr       pSpec null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this bank
+ * @source this library's own context life cycle
+ */
+QorStatus qorsAnalysisFilterEncFree_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec);
+
+/**
+ * Splits 64 new samples into 64 complex sub-bands, for an SBR encoder. With c the standard's
+ * window, which the bank brings along,
+ *
+ * @code{.unparsed}
+ * u(n)    = sum over r from 0 to 4 of pSrc[639 - 128 r - n] c(n + 128 r),   n from 0 to 127
+ * pDst[k] = sum over n of u(n) exp(j pi/128 (k + 1/2)(2n + 1)),             k from 0 to 63
+ * @endcode
+ *
+ * @param[in]     pSrc   the last 640 samples of any scale, oldest first; the caller moves on by 64
+ *                       samples per slot
+ * @param[out]    pDst   64 sub-band samples in the scale of the samples; must not overlap pSrc
+ * @param[in,out] pSpec  the spec, in which only scratch is written
+ * @retval qorStsNullPtrErr       pSrc, pDst or pSpec null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this bank
+ * @source this library's own, on the QMF window of ISO/IEC 14496-3, clause 4.6.18.4
+ */
+QorStatus qorsAnalysisFilterEnc_SBR_32f32fc(const Qor32f* pSrc, Qor32fc* pDst,
+                                            QorsFilterEncSpec_SBR_32f* pSpec);
+/** @} */
+/** @} */
+
+/* ================================================================ SBR tools ================= */
+
+/**
+ * @addtogroup sbrtools
+ * @{
+ */
+
+/**
+ * @name Predictors of a range of sub-bands, from two lists of rows
+ * @{
+ */
+/**
+ * Finds linear predictors of second order by the covariance method, for the inverse filtering of
+ * the high-frequency generator, of the sub-bands 0 to numBands - 1 each by itself; real and
+ * imaginary parts stand in rows of their own. With z(n) the sample of a sub-band in row n, L = len
+ * and * the conjugate,
+ *
+ * @code{.unparsed}
+ * phi01 = sum z(n + 1) z(n)*, n = 1 .. L       phi11 = sum |z(n)|^2, n = 1 .. L
+ * phi02 = sum z(n + 2) z(n)*, n = 0 .. L - 1   phi22 = sum |z(n)|^2, n = 0 .. L - 1
+ * phi12 = sum z(n + 1) z(n)*, n = 0 .. L - 1   det   = phi22 phi11 - 0.99999905 |phi12|^2
+ *
+ * alpha1 = (phi01 phi12 - phi02 phi11) / det   0 where det is 0
+ * alpha0 = -(phi01 + alpha1 phi12*) / phi11    0 where phi11 is not above 0
+ * @endcode
+ *
+ * so that z(n) + alpha0 z(n - 1) + alpha1 z(n - 2) is what cannot be predicted. The factor of the
+ * square in det is 1 - 2^-20. All steps are of single precision.
  *
  * A predictor with a coefficient of a magnitude above 4 is unstable, and both of its coefficients
- * become 0; a magnitude of exactly 4 passes in the bands below numBands - numBands % 4 and does not
- * in the rest. All steps are of single precision.
+ * become 0. A magnitude of exactly 4 passes in the sub-bands below numBands - numBands % 4 and does
+ * not in the rest.
  *
- *   ppSrcRe, ppSrcIm   the parts of complex samples: rows 0 to len + 1 of numBands floats each
- *   ppSrc              the same rows of complex (C_32fc) or real (R_32f) samples
- *   pAlpha...          numBands coefficients each
- *   numBands           not checked: below 1 nothing is done
- *   len                below 1 nothing is done and the status is qorStsNoErr
- *
- * Errors: qorStsNullPtrErr (any pointer null, whatever len).
+ * @param[in]  ppSrcRe    rows 0 to len + 1, one per time slot, of numBands real parts of any scale
+ * @param[in]  ppSrcIm    the rows of the imaginary parts
+ * @param[out] pAlpha0Re  numBands real parts of alpha0
+ * @param[out] pAlpha0Im  numBands imaginary parts of alpha0
+ * @param[out] pAlpha1Re  numBands real parts of alpha1
+ * @param[out] pAlpha1Im  numBands imaginary parts of alpha1
+ * @param[in]  numBands   sub-bands; it is not checked, below 1 nothing is done
+ * @param[in]  len        length of the covariance; below 1 the coefficients stay as they are and
+ *                        the status is qorStsNoErr
+ * @retval qorStsNullPtrErr  any pointer null, whatever len is
+ * @source ISO/IEC 14496-3, clause 4.6.18, inverse filtering of the high-frequency generator; the
+ *         factor in det is this library's
  */
 QorStatus qorsPredictCoef_SBR_C_32f_D2L(const Qor32f* const* ppSrcRe, const Qor32f* const* ppSrcIm,
                                         Qor32f* pAlpha0Re, Qor32f* pAlpha0Im, Qor32f* pAlpha1Re,
                                         Qor32f* pAlpha1Im, Qor32s numBands, Qor32s len);
+/** @} */
+
+/**
+ * @name Predictors of a range of sub-bands, from one list of rows
+ * @{
+ */
+/**
+ * Finds the predictors of qorsPredictCoef_SBR_C_32f_D2L() of complex pairs (C_32fc) or of the real
+ * sub-bands of the low-power mode (R_32f), by the same rules.
+ *
+ * @param[in]  ppSrc     rows 0 to len + 1, one per time slot, of numBands samples of any scale
+ * @param[out] pAlpha0   numBands coefficients alpha0
+ * @param[out] pAlpha1   numBands coefficients alpha1
+ * @param[in]  numBands  sub-bands; it is not checked, below 1 nothing is done
+ * @param[in]  len       length of the covariance; below 1 the coefficients stay as they are and the
+ *                       status is qorStsNoErr
+ * @retval qorStsNullPtrErr  any pointer null, whatever len is
+ * @source ISO/IEC 14496-3, clause 4.6.18, inverse filtering of the high-frequency generator; the
+ *         factor in det is this library's
+ */
 QorStatus qorsPredictCoef_SBR_C_32fc_D2L(const Qor32fc* const* ppSrc, Qor32fc* pAlpha0,
                                          Qor32fc* pAlpha1, Qor32s numBands, Qor32s len);
 QorStatus qorsPredictCoef_SBR_R_32f_D2L(const Qor32f* const* ppSrc, Qor32f* pAlpha0,
                                         Qor32f* pAlpha1, Qor32s numBands, Qor32s len);
+/** @} */
 
-/*
- * Hybrid analysis of parametric stereo (ISO/IEC 14496-3, parametric stereo, hybrid filter bank):
- * one QMF sub-band is split into Q sub-sub-bands by a filter of 13 taps g symmetrical about tap 6,
- *
- *   pDst[12 t + q] = sum over i from 0 to 12 of g(i) pSrc[t + i] exp(-j 2 pi / Q (q + 1/2)(i - 6))
- *
- *   pSrc     44 samples: the last 12 of the frame before, then the 32 slots of the frame
- *   pDst     32 rows of 12; the first Q elements of each row are written. Must not overlap pSrc
- *   config   the bank: 0 for Q = 2, 1 for Q = 4, 2 and 3 for the two filters of Q = 8 (of the
- *            standard's 20 and 34 stereo bands), 4 for Q = 12
- *
- * Bank 0 has no phases: sub-sub-band 0 is y = sum g(i) pSrc[t + i], and 1 is pSrc[t + 6] - y.
- *
- * Errors, in order: qorStsNullPtrErr (either pointer null), qorStsBadArgErr (config outside 0 to 4).
+/**
+ * @name Integer predictors of one sub-band
+ * @{
  */
-QorStatus qorsAnalysisFilter_PS_32fc_D2(const Qor32fc* pSrc, Qor32fc* pDst, Qor32s config);
-
-/*
- * The complex QMF analysis of the SBR encoder, 64 bands (window of ISO/IEC 14496-3). The spec holds
- * tables and scratch and no history; as it holds scratch, it belongs to one thread at a time. Every
- * function aligns its pointer up to 16 bytes itself, so that the memory given to Init need not be
- * aligned and is the context of the other functions.
+/**
+ * Finds the complex linear predictor of second order of one sub-band, in integers. The sums and
+ * coefficients are those of qorsPredictCoef_SBR_C_32fc_D2L(), but the determinant is used without
+ * the factor: where it is not above 0, as it may be for one pure tone, alpha1 is 0.
  *
- * GetSize: bytes of the memory for a spec and of the scratch of Init.
- *   qorStsNullPtrErr        a pointer is null
+ * A predictor with a squared magnitude of 16 or more in one of its coefficients is answered with
+ * zeros in both; but a part outside -4 to 4 does not fit Q29 and wraps before it can be seen to be
+ * too large. A silent sub-band gives zeros.
+ *
+ * @param[in]  ppSrc    40 rows of samples in any Q format, one per time slot; all of them are read
+ *                      at element k, and the rows 0 to len + 1 count
+ * @param[out] pAlpha0  alpha0, Q29 in each part
+ * @param[out] pAlpha1  alpha1, Q29 in each part
+ * @param[in]  k        the sub-band, an element of the rows; not checked
+ * @param[in]  len      length of the covariance, at most 38, not checked; below 1 all results are 0
+ * @retval qorStsNoErr  always; nothing is checked, and no pointer may be null
+ * @source ISO/IEC 14496-3, clause 4.6.18, inverse filtering of the high-frequency generator
  */
-QorStatus qorsAnalysisFilterEncGetSize_SBR_32f(Qor32s* pSpecSize, Qor32s* pInitSize);
+QorStatus qorsPredictOneCoef_SBRHQ_32sc_D2L(const Qor32sc* const* ppSrc, Qor32sc* pAlpha0,
+                                            Qor32sc* pAlpha1, Qor32s k, Qor32s len);
 
-/*
- * Init builds a spec in the pSpecSize bytes at pSpec with the scratch pMemInit (pInitSize bytes).
- * The memory cannot be moved or copied afterwards.
- *   qorStsNullPtrErr        a pointer is null
+/**
+ * Finds the real linear predictor of second order of one sub-band, in integers, and its reflection
+ * coefficient. The sums and coefficients are those of qorsPredictCoef_SBR_R_32f_D2L() with the same
+ * factor in the determinant; alpha1 is 0 where the determinant is not above 0.
+ *
+ * A predictor with a squared magnitude of 16 or more in one of its coefficients is answered with
+ * zeros in both; but a coefficient outside -4 to 4 does not fit Q29 and wraps before it can be seen
+ * to be too large. A silent sub-band gives zeros.
+ *
+ * @param[in]  ppSrc     40 rows of samples in any Q format, one per time slot; all of them are read
+ *                       at element k, and the rows 0 to len + 1 count
+ * @param[out] pAlpha0   alpha0, Q29; 0 with flag 0
+ * @param[out] pAlpha1   alpha1, Q29; 0 with flag 0
+ * @param[out] pRefCoef  reflection coefficient -phi01 / phi11, Q29, limited to plus and minus 1.0
+ *                       (a quotient outside -4 to 4 wraps before it is limited); it stands even
+ *                       where the predictor is answered with zeros
+ * @param[in]  k         the sub-band, an element of the rows; not checked
+ * @param[in]  len       length of the covariance, at most 38, not checked; below 1 all results are
+ *                       0
+ * @param[in]  flag      0: the reflection coefficient only, which may differ in its last bits; else
+ *                       all three
+ * @retval qorStsNoErr  always; nothing is checked, and no pointer may be null
+ * @source ISO/IEC 14496-3, clause 4.6.18, inverse filtering of the high-frequency generator and
+ *         reflection coefficient of the low-power mode
  */
-QorStatus qorsAnalysisFilterEncInit_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec, Qor8u* pMemInit);
+QorStatus qorsPredictOneCoef_SBRLP_32s_D2L(const Qor32s* const* ppSrc, Qor32s* pAlpha0,
+                                           Qor32s* pAlpha1, Qor32s* pRefCoef, Qor32s k, Qor32s len,
+                                           Qor32s flag);
+/** @} */
 
-/*
- * InitAlloc allocates a spec, builds it and stores it in *ppSpec.
- *   qorStsNullPtrErr        ppSpec is null
- *   qorStsMemAllocErr       an allocation failed. *ppSpec is null when it was that of the context;
- *                           when it was that of the scratch, *ppSpec is a block without a context,
- *                           which the caller releases with qorFree
+/**
+ * @name Measures of an encoder
+ * @{
  */
-QorStatus qorsAnalysisFilterEncInitAlloc_SBR_32f(QorsFilterEncSpec_SBR_32f** ppSpec);
-
-/*
- * Free releases a spec that InitAlloc made; one that Init made stays as it is and usable.
- *   qorStsNullPtrErr        pSpec is null
- *   qorStsContextMatchErr   pSpec is not a spec of this bank
- */
-QorStatus qorsAnalysisFilterEncFree_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec);
-
-/*
- * One time slot: with c the standard's window,
+/**
+ * Measures the tonality of a sub-band, for an SBR encoder: the ratio of what a linear predictor
+ * explains of the energy to what it leaves, of each half of 32 samples.
  *
- *   u(n)    = sum over r from 0 to 4 of pSrc[639 - 128 r - n] c(n + 128 r),  n = 0 .. 127
- *   pDst[k] = sum over n of u(n) exp(j pi / 128 (k + 1/2)(2 n + 1)),         k = 0 .. 63
+ * The predictor is that of qorsPredictCoef_SBR_C_32fc_D2L() over len = 14 without the limit of
+ * stability. With g the share that it explains the ratio is g / (1.000001 - g), 1000000 where g is
+ * within 1e-6 of 1. In very quiet sub-bands, where the square of det vanishes in single precision
+ * both coefficients are 0, where that of phi11 does alpha0 is 0, and where that of the energy does
+ * the ratio is 0.
  *
- *   pSrc    the last 640 samples, oldest first; the caller moves on by 64 samples per slot
- *   pDst    64 sub-band samples. Must not overlap pSrc
- *
- *   qorStsNullPtrErr        a pointer is null
- *   qorStsContextMatchErr   pSpec is not a spec of this bank
- */
-QorStatus qorsAnalysisFilterEnc_SBR_32f32fc(const Qor32f* pSrc, Qor32fc* pDst,
-                                            QorsFilterEncSpec_SBR_32f* pSpec);
-
-/*
- * Tonality of a sub-band, for an SBR encoder: the ratio of what a linear predictor of second order
- * (covariance method, alpha0 and alpha1 as above over 14 slots and with no limit of stability)
- * explains of the energy to what it leaves, of each half of 32 samples. With g the share that is
- * explained the ratio is g / (1.000001 - g), 1000000 where g is within 1e-6 of 1. In very quiet
- * sub-bands, where the square of det vanishes in single precision both coefficients are 0, where
- * that of phi11 does alpha0 is 0, and where that of the energy does the ratio is 0.
- *
- *   pSrc           32 samples of one sub-band: two halves of 16
- *   pTNR0, pTNR1   ratios of the first and of the second half
- *   pMeanNrg       half the sum of the halves' energies, each of the 14 samples from the third on
- *
- * Errors: qorStsNullPtrErr (any pointer null).
+ * @param[in]  pSrc      32 samples of one sub-band in time order, of any scale: two halves of 16
+ * @param[out] pTNR0     ratio of the first half
+ * @param[out] pTNR1     ratio of the second half
+ * @param[out] pMeanNrg  half the sum of the halves' energies, each the sum of squared magnitudes of
+ *                       the 14 samples from the third on
+ * @retval qorStsNullPtrErr  any pointer null
+ * @source this library's own measure
  */
 QorStatus qorsEstimateTNR_SBR_32f(const Qor32fc* pSrc, Qor32f* pTNR0, Qor32f* pTNR1,
                                   Qor32f* pMeanNrg);
 
-/*
- * Transient detector of an SBR encoder on an envelope of energies. The threshold follows the
- * standard deviation s of pSrc[16] to pSrc[63]: t = max(128000, 0.34 s + 0.66 *pThr). Each of three
- * steps v of the envelope that is above t adds v / t - 1 to element e of pDst; they are taken from
- * the means of pairs, P(e) = (pSrc[e] + pSrc[e + 1]) / 2:
+/**
+ * Detects transients of an envelope of energies, for an SBR encoder. Each of three steps v of the
+ * envelope that is above a threshold t adds v / t - 1 to element e of pDst. The threshold follows
+ * s, the standard deviation of pSrc[16] to pSrc[63] (48 values, divided by 47); the steps are taken
+ * from the means of pairs:
  *
- *        even e, 16 to 60               odd e, 17 to 59
- *   a =  P(e) - P(e - 2)                P(e + 1) - P(e - 1)
- *   b =  a + P(e + 2) - P(e - 2)        a + P(e + 1) - P(e - 3)
- *   c =  b + P(e + 2) - P(e - 4)        b + P(e + 3) - P(e - 3)
+ * @code{.unparsed}
+ * t    = max(128000, 0.34 s + 0.66 *pThr)
+ * P(e) = (pSrc[e] + pSrc[e + 1]) / 2, e even
  *
- *   pSrc   64 energies
- *   pThr   the threshold, in the caller's keeping from call to call; becomes t
- *   pDst   64 values, of which 16 to 60 are added to
+ *      even e, 16 to 60               odd e, 17 to 59
+ * a =  P(e) - P(e - 2)                P(e + 1) - P(e - 1)
+ * b =  a + P(e + 2) - P(e - 2)        a + P(e + 1) - P(e - 3)
+ * c =  b + P(e + 2) - P(e - 4)        b + P(e + 3) - P(e - 3)
+ * @endcode
  *
- * Errors: qorStsNullPtrErr (any pointer null).
+ * @param[in]     pSrc  64 energies, in the scale of 16-bit samples
+ * @param[in,out] pThr  the threshold, in the caller's keeping from call to call; becomes t
+ * @param[in,out] pDst  64 values, of which 16 to 60 are added to and the others stay as they are
+ * @retval qorStsNullPtrErr  any pointer null
+ * @source this library's own detector
  */
 QorStatus qorsDetectTransient_SBR_32f(const Qor32f* pSrc, Qor32f* pThr, Qor32f* pDst);
+/** @} */
+/** @} */
+
+/* ================================================================ parametric stereo ========= */
+
+/**
+ * @addtogroup ps
+ * @{
+ */
+
+/**
+ * Splits one QMF sub-band of 32 slots into Q sub-sub-bands by a filter of 13 taps g symmetrical
+ * about tap 6. For t from 0 to 31 and q from 0 to Q - 1,
+ *
+ * @code{.unparsed}
+ * pDst[12 t + q] = sum over i from 0 to 12 of g(i) pSrc[t + i] exp(-j 2 pi / Q (q + 1/2)(i - 6))
+ * @endcode
+ *
+ * The bank of Q = 2 has no phases: sub-sub-band 0 is the sum of g(i) pSrc[t + i], and 1 is what is
+ * left of pSrc[t + 6]. In all banks the parts of a sub-band add up to pSrc[t + 6].
+ *
+ * @param[in]  pSrc    44 samples of any scale in time order: the last 12 of the frame before, then
+ *                     the 32 slots of the frame
+ * @param[out] pDst    32 rows of 12; the first Q elements of each row are written, the others stay
+ *                     as they are. Must not overlap pSrc
+ * @param[in]  config  the bank: 0 for Q = 2, 1 for Q = 4, 2 and 3 for the two filters of Q = 8 (of
+ *                     the standard's 20 and 34 stereo bands), 4 for Q = 12
+ * @retval qorStsNullPtrErr  pSrc or pDst null
+ * @retval qorStsBadArgErr   config outside 0 to 4
+ * @source ISO/IEC 14496-3, subpart 8, hybrid filter bank of parametric stereo
+ */
+QorStatus qorsAnalysisFilter_PS_32fc_D2(const Qor32fc* pSrc, Qor32fc* pDst, Qor32s config);
+/** @} */
 
 /* ================================================================ general MDCT ============== */
 
