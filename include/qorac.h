@@ -2445,147 +2445,265 @@ QorStatus qorsAnalysisFilter_PS_32fc_D2(const Qor32fc* pSrc, Qor32fc* pDst, Qor3
 
 /* ================================================================ general MDCT ============== */
 
+/**
+ * @addtogroup mdct
+ * @{
+ */
 /*
- * Modified discrete cosine transform of one block, the transform of ISO/IEC 13818-7 without window
- * and without overlap-add. A block has `len` = N samples and N/2 coefficients:
+ * Modified discrete cosine transform of one block, without window and without overlap-add. A block
+ * has len = N samples and N/2 coefficients; with n0 = (N/2 + 1) / 2, n from 0 to N - 1 and k from 0
+ * to N/2 - 1:
  *
- *   forward   X[k] = 2     * sum over n of x[n] cos(2 pi / N (n + n0)(k + 1/2))
- *   inverse   y[n] = (2/N) * sum over k of X[k] cos(2 pi / N (n + n0)(k + 1/2))
+ *   forward   X[k] = 2   * sum over n of x[n] cos(2 pi/N (n + n0)(k + 1/2))
+ *   inverse   y[n] = 2/N * sum over k of X[k] cos(2 pi/N (n + n0)(k + 1/2))
  *
- * with n0 = (N/2 + 1) / 2, n from 0 to N - 1 and k from 0 to N/2 - 1. The inverse gives the
- * time-aliased block: forward and inverse of blocks that overlap by half, windowed twice with a
- * window whose squares sum to 1 over the overlap, give the signal back.
- *
- * A spec holds the tables of one length and one direction. It is built once by Init in the caller's
- * memory or by InitAlloc in memory of its own, is only read by the transforms, so that any number
- * of threads can share it, and is ended by Free. No pointer needs alignment.
- *
- * Work memory. A transform takes `pBuffer`, scratch in which nothing lasts from call to call; with
- * null it allocates the size that GetBufSize reports and releases it before it returns.
+ * A spec holds the tables of one length and one direction. Transforms only read it, so that any
+ * number of threads can share it. No pointer needs alignment.
  */
 
-/*
- * MDCT of floats, in the directions Fwd (N samples to N/2 coefficients) and Inv (N/2 coefficients
- * to N samples). `len` is 12 or 36 (the blocks of ISO 11172-3 Layer III) or a power of two from 32
- * to 2^28.
+/**
+ * @name Sizes for floats
+ * @{
+ */
+/**
+ * Tells the bytes that the transforms of one length need.
  *
- * GetSize: bytes of the memory for a spec, of the scratch that Init needs (it may be 0) and of the
- * work memory of a transform.
- *   qorStsNullPtrErr        a pointer is null
- *   qorStsSizeErr           len is none of the lengths above
+ * @param[in]  len        block length N: 12, 36 (the blocks of ISO 11172-3 Layer III) or a power of
+ *                        two from 32 to 2^28
+ * @param[out] pSizeSpec  bytes of the memory for a spec
+ * @param[out] pSizeInit  bytes of the scratch of Init; may be 0
+ * @param[out] pSizeBuf   bytes of the work memory of a transform
+ * @retval qorStsNullPtrErr  any pointer null
+ * @retval qorStsSizeErr     len is none of the lengths above
+ * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdGetSize_32f(Qor32s len, Qor32s* pSizeSpec, Qor32s* pSizeInit,
                                  Qor32s* pSizeBuf);
 QorStatus qorsMDCTInvGetSize_32f(Qor32s len, Qor32s* pSizeSpec, Qor32s* pSizeInit,
                                  Qor32s* pSizeBuf);
+/** @} */
 
-/*
- * Init builds a spec in `pMemSpec` (pSizeSpec bytes) with the scratch `pMemInit` (pSizeInit bytes)
- * and stores its place in *ppSpec. It lives as long as the memory, which cannot be moved or copied.
- *   qorStsSizeErr           len is none of the lengths above
- *   qorStsNullPtrErr        ppSpec or pMemSpec is null, or pMemInit for a power of two (even where
+/**
+ * @name Building a spec for floats in the caller's memory
+ * @{
+ */
+/**
+ * Builds the spec of one length and direction. The spec lives as long as the memory, which cannot
+ * be moved or copied.
+ *
+ * @param[out] ppSpec    gets the spec, a place in the memory; untouched on failure
+ * @param[in]  len       block length N: 12, 36 or a power of two from 32 to 2^28
+ * @param[out] pMemSpec  as many bytes as pSizeSpec tells
+ * @param[out] pMemInit  scratch, as many bytes as pSizeInit tells; null will do for 12 and 36 only
+ * @retval qorStsSizeErr     len is none of the lengths above
+ * @retval qorStsNullPtrErr  ppSpec or pMemSpec null; pMemInit null for a power of two (even where
  *                           pSizeInit is 0)
+ * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdInit_32f(QorsMDCTFwdSpec_32f** ppSpec, Qor32s len, Qor8u* pMemSpec,
                               Qor8u* pMemInit);
 QorStatus qorsMDCTInvInit_32f(QorsMDCTInvSpec_32f** ppSpec, Qor32s len, Qor8u* pMemSpec,
                               Qor8u* pMemInit);
+/** @} */
 
-/*
- * InitAlloc allocates a spec, builds it and stores it in *ppSpec. After a failure nothing is left
- * allocated.
- *   qorStsNullPtrErr        ppSpec is null
- *   qorStsSizeErr           len is none of the lengths above
- *   qorStsMemAllocErr       an allocation failed
+/**
+ * @name Allocating a spec for floats
+ * @{
+ */
+/**
+ * Allocates and builds the spec of one length and direction.
+ *
+ * @param[out] ppSpec  gets the spec; untouched on failure, when nothing is left allocated
+ * @param[in]  len     block length N: 12, 36 or a power of two from 32 to 2^28
+ * @retval qorStsNullPtrErr   ppSpec null
+ * @retval qorStsSizeErr      len is none of the lengths above
+ * @retval qorStsMemAllocErr  an allocation failed
+ * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdInitAlloc_32f(QorsMDCTFwdSpec_32f** ppSpec, Qor32s len);
 QorStatus qorsMDCTInvInitAlloc_32f(QorsMDCTInvSpec_32f** ppSpec, Qor32s len);
+/** @} */
 
-/*
- * Free ends a spec: no function accepts it any more. What InitAlloc allocated is released.
- *   qorStsNullPtrErr        pSpec is null
- *   qorStsContextMatchErr   pSpec is not a spec of this direction
+/**
+ * @name Ending a spec for floats
+ * @{
+ */
+/**
+ * Ends a spec: no function accepts it any more. What InitAlloc allocated is released.
+ *
+ * @param[in,out] pSpec  spec of this direction
+ * @retval qorStsNullPtrErr       pSpec null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this direction
+ * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdFree_32f(QorsMDCTFwdSpec_32f* pSpec);
 QorStatus qorsMDCTInvFree_32f(QorsMDCTInvSpec_32f* pSpec);
+/** @} */
 
-/*
- * GetBufSize: bytes of the work memory that a transform with this spec needs.
- *   qorStsNullPtrErr        pSpec or pSize is null
- *   qorStsContextMatchErr   pSpec is not a spec of this direction
+/**
+ * @name Work memory for floats
+ * @{
+ */
+/**
+ * Tells the bytes of the work memory that a transform with this spec needs.
+ *
+ * @param[in]  pSpec  spec of this direction
+ * @param[out] pSize  bytes
+ * @retval qorStsNullPtrErr       pSpec or pSize null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this direction
+ * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdGetBufSize_32f(const QorsMDCTFwdSpec_32f* pSpec, Qor32s* pSize);
 QorStatus qorsMDCTInvGetBufSize_32f(const QorsMDCTInvSpec_32f* pSpec, Qor32s* pSize);
+/** @} */
 
-/*
- * The transforms. Fwd reads N floats and writes N/2, Inv reads N/2 and writes N. pSrc and pDst are
- * the same or do not overlap; the _I forms work in place on an array of N floats, of which Fwd fills
- * and Inv reads the first N/2. pBuffer is the work memory or null.
- *   qorStsNullPtrErr        pSpec is null
- *   qorStsContextMatchErr   pSpec is not a spec of this direction
- *   qorStsNullPtrErr        pSrc or pDst (pSrcDst) is null
- *   qorStsMemAllocErr       pBuffer is null and the allocation failed; nothing is written
+/**
+ * @name Transforms of floats
+ * @{
+ */
+/**
+ * Transforms a block of N = len samples to N/2 coefficients (Fwd) or back to the time-aliased block
+ * (Inv). With n0 = (N/2 + 1) / 2,
+ *
+ * @code{.unparsed}
+ * Fwd  X[k] = 2   * sum over n from 0 to N - 1   of x[n] cos(2 pi/N (n + n0)(k + 1/2))
+ * Inv  y[n] = 2/N * sum over k from 0 to N/2 - 1 of X[k] cos(2 pi/N (n + n0)(k + 1/2))
+ * @endcode
+ *
+ * Forward and inverse of blocks that overlap by half, windowed twice with a window whose squares
+ * sum to 1 over the overlap, give the signal back.
+ *
+ * @param[in]  pSrc     Fwd: N samples; Inv: N/2 coefficients; of any scale
+ * @param[out] pDst     Fwd: N/2 coefficients; Inv: N samples. The same as pSrc, or does not overlap
+ *                      it
+ * @param[in]  pSpec    spec of this direction
+ * @param[out] pBuffer  work memory, as many bytes as GetBufSize tells; nothing lasts in it behind
+ *                      the call. With null the transform allocates and releases as much
+ * @retval qorStsNullPtrErr       pSpec null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this direction
+ * @retval qorStsNullPtrErr       pSrc or pDst null
+ * @retval qorStsMemAllocErr      pBuffer null and the allocation failed
+ * @source ISO/IEC 13818-7, clause 15, without window and overlap-add
  */
 QorStatus qorsMDCTFwd_32f(const Qor32f* pSrc, Qor32f* pDst, const QorsMDCTFwdSpec_32f* pSpec,
                           Qor8u* pBuffer);
 QorStatus qorsMDCTInv_32f(const Qor32f* pSrc, Qor32f* pDst, const QorsMDCTInvSpec_32f* pSpec,
                           Qor8u* pBuffer);
+/** @} */
+
+/**
+ * @name Transforms of floats in place
+ * @{
+ */
+/**
+ * Transforms as qorsMDCTFwd_32f() and qorsMDCTInv_32f() do, in one array.
+ *
+ * @param[in,out] pSrcDst  N floats. Fwd: N samples in, the first N/2 elements are the coefficients
+ *                         out. Inv: the first N/2 elements are the coefficients in, N samples out
+ * @param[in]     pSpec    spec of this direction
+ * @param[out]    pBuffer  work memory, as many bytes as GetBufSize tells; nothing lasts in it
+ *                         behind the call. With null the transform allocates and releases as much
+ * @retval qorStsNullPtrErr       pSpec null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this direction
+ * @retval qorStsNullPtrErr       pSrcDst null
+ * @retval qorStsMemAllocErr      pBuffer null and the allocation failed
+ * @source ISO/IEC 13818-7, clause 15, without window and overlap-add
+ */
 QorStatus qorsMDCTFwd_32f_I(Qor32f* pSrcDst, const QorsMDCTFwdSpec_32f* pSpec, Qor8u* pBuffer);
 QorStatus qorsMDCTInv_32f_I(Qor32f* pSrcDst, const QorsMDCTInvSpec_32f* pSpec, Qor8u* pBuffer);
+/** @} */
 
-/*
- * Forward MDCT of 16-bit data, N samples to N/2 coefficients. `len` is a power of two from 32 to
- * 2^28; 12 and 36 are not taken, and there is no inverse.
+/**
+ * @name Forward transform of 16-bit samples
+ * @{
+ */
+/**
+ * Tells the bytes that the forward transform of 16-bit samples needs.
  *
- * GetSize: as for floats.
- *   qorStsNullPtrErr        a pointer is null
- *   qorStsSizeErr           len is none of these lengths
+ * @param[in]  len        block length N, a power of two from 32 to 2^28; not 12 and 36
+ * @param[out] pSizeSpec  bytes of the memory for a spec
+ * @param[out] pSizeInit  bytes of the scratch of Init
+ * @param[out] pSizeBuf   bytes of the work memory of the transform
+ * @retval qorStsNullPtrErr  any pointer null
+ * @retval qorStsSizeErr     len is not such a power of two
+ * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdGetSize_16s(Qor32s len, Qor32s* pSizeSpec, Qor32s* pSizeInit,
                                  Qor32s* pSizeBuf);
 
-/*
- * Init: as for floats, but with the pointers tested first.
- *   qorStsNullPtrErr        ppSpec, pMemSpec or pMemInit is null
- *   qorStsSizeErr           len is none of these lengths
+/**
+ * Builds the spec of one length for 16-bit samples. The spec lives as long as the memory, which
+ * cannot be moved or copied. Unlike with floats the pointers are tested first.
+ *
+ * @param[out] ppSpec    gets the spec, a place in the memory; untouched on failure
+ * @param[in]  len       block length N, a power of two from 32 to 2^28
+ * @param[out] pMemSpec  as many bytes as pSizeSpec tells
+ * @param[out] pMemInit  scratch, as many bytes as pSizeInit tells
+ * @retval qorStsNullPtrErr  ppSpec, pMemSpec or pMemInit null
+ * @retval qorStsSizeErr     len is not such a power of two
+ * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdInit_16s(QorsMDCTFwdSpec_16s** ppSpec, Qor32s len, Qor8u* pMemSpec,
                               Qor8u* pMemInit);
 
-/*
- * InitAlloc: as for floats.
- *   qorStsNullPtrErr        ppSpec is null
- *   qorStsSizeErr           len is none of these lengths
- *   qorStsMemAllocErr       an allocation failed
+/**
+ * Allocates and builds the spec of one length for 16-bit samples.
+ *
+ * @param[out] ppSpec  gets the spec; untouched on failure, when nothing is left allocated
+ * @param[in]  len     block length N, a power of two from 32 to 2^28
+ * @retval qorStsNullPtrErr   ppSpec null
+ * @retval qorStsSizeErr      len is not such a power of two
+ * @retval qorStsMemAllocErr  an allocation failed
+ * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdInitAlloc_16s(QorsMDCTFwdSpec_16s** ppSpec, Qor32s len);
 
-/*
- * Free: as for floats.
- *   qorStsNullPtrErr        pSpec is null
- *   qorStsContextMatchErr   pSpec is not a spec of this family
+/**
+ * Ends a spec for 16-bit samples: no function accepts it any more. What InitAlloc allocated is
+ * released.
+ *
+ * @param[in,out] pSpec  the spec
+ * @retval qorStsNullPtrErr       pSpec null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this transform
+ * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdFree_16s(QorsMDCTFwdSpec_16s* pSpec);
 
-/*
- * GetBufSize: as for floats.
- *   qorStsNullPtrErr        pSpec or pSize is null
- *   qorStsContextMatchErr   pSpec is not a spec of this family
+/**
+ * Tells the bytes of the work memory that a transform of 16-bit samples with this spec needs.
+ *
+ * @param[in]  pSpec  the spec
+ * @param[out] pSize  bytes
+ * @retval qorStsNullPtrErr       pSpec or pSize null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this transform
+ * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdGetBufSize_16s(const QorsMDCTFwdSpec_16s* pSpec, Qor32s* pSize);
 
-/*
- * The transform: 2^-scaleFactor * X[k], rounded and saturated to 16 bits. Reads N values and writes
- * N/2; pSrc and pDst are the same or do not overlap. The block is brought to the full 16-bit range
- * before the transform, so that the precision does not depend on its level; a block of zeros gives
- * zeros.
- *   qorStsNullPtrErr        pSpec is null
- *   qorStsContextMatchErr   pSpec is not a spec of this family
- *   qorStsNullPtrErr        pSrc or pDst is null
- *   qorStsMemAllocErr       pBuffer is null and the allocation failed; nothing is written
+/**
+ * Transforms a block of N = len 16-bit samples to N/2 coefficients: 2^-scaleFactor * X[k], with
+ * X[k] as with floats, rounded to nearest with ties to even and saturated to 16 bits.
+ *
+ * The block is brought to the full 16-bit range before the transform, so that the precision does
+ * not depend on its level; a block of zeros gives zeros. There is no inverse.
+ *
+ * @param[in]  pSrc         N samples in any Q format
+ * @param[out] pDst         N/2 coefficients, in the Q format of the samples less scaleFactor. The
+ *                          same as pSrc, or does not overlap it
+ * @param[in]  pSpec        the spec
+ * @param[in]  scaleFactor  any value; a positive one shrinks the coefficients
+ * @param[out] pBuffer      work memory, as many bytes as GetBufSize tells; nothing lasts in it
+ *                          behind the call. With null the transform allocates and releases as much
+ * @retval qorStsNullPtrErr       pSpec null
+ * @retval qorStsContextMatchErr  pSpec is not a spec of this transform
+ * @retval qorStsNullPtrErr       pSrc or pDst null
+ * @retval qorStsMemAllocErr      pBuffer null and the allocation failed
+ * @source ISO/IEC 13818-7, clause 15, without window and overlap-add
  */
 QorStatus qorsMDCTFwd_16s_Sfs(const Qor16s* pSrc, Qor16s* pDst, const QorsMDCTFwdSpec_16s* pSpec,
                               Qor32s scaleFactor, Qor8u* pBuffer);
+/** @} */
+/** @} */
 
 /* ================================================================ VLC escape blocks ========= */
 
