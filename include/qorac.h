@@ -170,19 +170,34 @@ enum {
 
 /* ---------------------------------------------------------------- version ------------------- */
 
+/**
+ * @addtogroup version
+ * @{
+ */
+
+/** Version of the library, as qoracGetLibVersion() gives it. */
 typedef struct {
-    Qor32s major;
-    Qor32s minor;
-    Qor32s majorBuild;
-    Qor32s build;
-    char targetCpu[4]; /**< processor variant, zero-padded */
-    const char* name;
-    const char* version;
-    const char* buildDate;
+    Qor32s major;          /**< QORAC_VERSION_MAJOR of the library that is loaded */
+    Qor32s minor;          /**< QORAC_VERSION_MINOR */
+    Qor32s majorBuild;     /**< first number of the build */
+    Qor32s build;          /**< second number of the build */
+    char targetCpu[4];     /**< processor variant, zero-padded */
+    const char* name;      /**< file name of the library */
+    const char* version;   /**< version and build as text */
+    const char* buildDate; /**< month, day and year as text */
 } QorLibraryVersion;
 
-/* Returns the library's one constant version record; it is never null and never released. */
+/**
+ * Returns the library's version record.
+ *
+ * It is one constant record of the library; the caller does not release it.
+ *
+ * @return the record, never null
+ * @source this library's own
+ */
 const QorLibraryVersion* qoracGetLibVersion(void);
+
+/** @} */
 
 /* ================================================================ records =================== */
 
@@ -507,102 +522,192 @@ typedef struct QorsFIRBlockState_32f QorsFIRBlockState_32f;
 
 /* ================================================================ sample formats ============ */
 
-/*
- * Sample n of channel c stands at n * numChannels + c of the interleaved array. The channels must
- * not overlap the interleaved array.
+/**
+ * @addtogroup formats
+ * @{
+ */
+
+/**
+ * @name Interleaving
+ * @{
+ */
+/**
+ * Interleaves channels: sample n of channel c goes to pDst[n * numChannels + c].
  *
- *   ppSrc, ppDst  numChannels pointers to len samples each
- *   pDst, pSrc    numChannels * len samples
- *
- * Errors, in order: qorStsNullPtrErr (either array pointer null), qorStsNumChannelsErr (numChannels
- * below 1), qorStsSizeErr (len below 1), qorStsNullPtrErr (any channel pointer null).
- * Warning: qorStsAlignmentWarn when the interleaved pointer or a channel pointer is off a 16-byte
- * boundary.
+ * @param[in]  ppSrc        numChannels pointers to len samples each, none of which overlaps pDst
+ * @param[in]  numChannels  number of channels, at least 1
+ * @param[in]  len          samples of each channel, at least 1
+ * @param[out] pDst         numChannels * len samples
+ * @retval qorStsNullPtrErr     ppSrc or pDst null
+ * @retval qorStsNumChannelsErr numChannels below 1
+ * @retval qorStsSizeErr        len below 1
+ * @retval qorStsNullPtrErr     any channel pointer null
+ * @retval qorStsAlignmentWarn  pDst or a channel pointer off a 16-byte boundary
+ * @source the order of samples as above
  */
 QorStatus qorsInterleave_16s(const Qor16s* const* ppSrc, int numChannels, int len, Qor16s* pDst);
 QorStatus qorsInterleave_32f(const Qor32f* const* ppSrc, int numChannels, int len, Qor32f* pDst);
+/** @} */
+
+/**
+ * @name Deinterleaving
+ * @{
+ */
+/**
+ * Separates interleaved channels: sample n of channel c comes from pSrc[n * numChannels + c].
+ *
+ * @param[in]  pSrc         numChannels * len samples
+ * @param[in]  numChannels  number of channels, at least 1
+ * @param[in]  len          samples of each channel, at least 1
+ * @param[out] ppDst        numChannels pointers to len samples each, none of which overlaps pSrc
+ * @retval qorStsNullPtrErr     pSrc or ppDst null
+ * @retval qorStsNumChannelsErr numChannels below 1
+ * @retval qorStsSizeErr        len below 1
+ * @retval qorStsNullPtrErr     any channel pointer null
+ * @retval qorStsAlignmentWarn  pSrc or a channel pointer off a 16-byte boundary
+ * @source the order of samples as above
+ */
 QorStatus qorsDeinterleave_16s(const Qor16s* pSrc, int numChannels, int len, Qor16s** ppDst);
 QorStatus qorsDeinterleave_32f(const Qor32f* pSrc, int numChannels, int len, Qor32f** ppDst);
+/** @} */
 
-/*
- * pDst[i] = pSrcMant[i] * 2^(-15 - pSrcExp[i]) for exponents from -142 to 111. The scale is a float
- * whose exponent field is (112 - pSrcExp[i]) modulo 256: exponent 112 gives 0, -143 infinity, and
- * what lies outside wraps.
+/**
+ * Makes floats of mantissas and exponents: pDst[i] = pSrcMant[i] * 2^(-15 - pSrcExp[i]).
  *
- * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsSizeErr (len below 1).
- * Warning: qorStsAlignmentWarn when one of the three pointers is off a 16-byte boundary.
+ * The scale is a float of its own, with (112 - pSrcExp[i]) modulo 256 in its exponent field, and
+ * the product is rounded once. So exponents count modulo 256: the formula holds for -142 to 111,
+ * 112 is a scale of 0, -143 one of infinity. A product too large for a float is infinite.
+ *
+ * @param[in]  pSrcMant  len mantissas, Q15
+ * @param[in]  pSrcExp   len exponents, -142 to 111
+ * @param[in]  len       number of values, at least 1
+ * @param[out] pDst      len floats
+ * @retval qorStsNullPtrErr    any pointer null
+ * @retval qorStsSizeErr       len below 1
+ * @retval qorStsAlignmentWarn any of the three pointers off a 16-byte boundary
+ * @source the formula above
  */
 QorStatus qorsMakeFloat_16s32f(const Qor16s* pSrcMant, const Qor16s* pSrcExp, int len,
                                Qor32f* pDst);
 
-/*
- * Gain of AAC scale factors (ISO/IEC 14496-3 clause 4.6.2): pDst[i] = 2^((pSrc[i] - offset) / 4)
- * for differences from -512 to 511. A difference outside wraps modulo 1024; the one that falls on
- * 512 gives what -512 gives.
+/**
+ * Makes the gains of AAC scale factors: pDst[i] = 2^((pSrc[i] - offset) / 4).
  *
- * Errors, in order: qorStsNullPtrErr (either pointer null), qorStsSizeErr (len below 1).
+ * A difference outside -512 to 511 wraps modulo 1024: 512 gives what -512 gives.
+ *
+ * @param[in]  pSrc    len scale factors
+ * @param[in]  offset  the scale factor of gain 1
+ * @param[out] pDst    len gains
+ * @param[in]  len     number of values, at least 1
+ * @retval qorStsNullPtrErr pSrc or pDst null
+ * @retval qorStsSizeErr    len below 1
+ * @source ISO/IEC 14496-3, clause 4.6.2
  */
 QorStatus qorsCalcSF_16s32f(const Qor16s* pSrc, int offset, Qor32f* pDst, int len);
 
-/*
- * pDst[i] = |pSrc[i]|^(3/4), the power law of the MP3 and AAC quantizers, with a relative error
- * below 2^-10; 0 for a magnitude up to 1e-37. The caller's floating-point exceptions stay as they
- * are.
+/**
+ * Takes the 3/4 power of magnitudes, the law of the MP3 and AAC quantizers.
  *
- * Errors, in order: qorStsNullPtrErr (either pointer null), qorStsSizeErr (len below 1).
- * Warning: qorStsAlignmentWarn when a pointer is off a 16-byte boundary.
+ * pDst[i] = |pSrc[i]|^(3/4) with a relative error below 2^-10. A magnitude up to 1e-37 and a NaN
+ * give 0. The caller's floating-point exceptions stay as they are.
+ *
+ * @param[in]  pSrc  len values; the sign does not count
+ * @param[out] pDst  len values, 0 or above
+ * @param[in]  len   number of values, at least 1
+ * @retval qorStsNullPtrErr    pSrc or pDst null
+ * @retval qorStsSizeErr       len below 1
+ * @retval qorStsAlignmentWarn pSrc or pDst off a 16-byte boundary
+ * @source ISO 11172-3, clause C.1.5.4.4
  */
 QorStatus qorsPow34_32f(const Qor32f* pSrc, Qor32f* pDst, int len);
 
-/*
- * The same power, rounded to the nearest integer with ties to even. A magnitude above 1000000 gives
- * 31623, a NaN gives 0.
+/**
+ * Takes the 3/4 power of magnitudes and rounds it to the nearest integer, ties to even.
  *
- * Errors and warning as qorsPow34_32f.
+ * The power is that of qorsPow34_32f(). A magnitude above 1000000 gives 31623, a NaN gives 0.
+ *
+ * @param[in]  pSrc  len values; the sign does not count
+ * @param[out] pDst  len integers, 0 to 31623
+ * @param[in]  len   number of values, at least 1
+ * @retval qorStsNullPtrErr    pSrc or pDst null
+ * @retval qorStsSizeErr       len below 1
+ * @retval qorStsAlignmentWarn pSrc or pDst off a 16-byte boundary
+ * @source ISO 11172-3, clause C.1.5.4.4
  */
 QorStatus qorsPow34_32f16s(const Qor32f* pSrc, Qor16s* pDst, int len);
 
-/*
- * pDst[i] = (|pSrc[i]| * 2^inScaleFactor)^(3/4) * 2^-scaleFactor, rounded to nearest with ties to
- * even and at most 32767. The power itself has 15 correct bits.
+/**
+ * Takes the 3/4 power of 16-bit magnitudes in integers.
  *
- * Errors, in this order: qorStsSizeErr (len below 1), qorStsNullPtrErr (either pointer null).
+ * pDst[i] = (|pSrc[i]| * 2^inScaleFactor)^(3/4) * 2^-scaleFactor. The power has a relative error
+ * below 2^-13; the result is rounded to nearest with ties to even and is at most 32767. A source of
+ * 0 gives 0. Of another source a result far below 1/2 can still come out as 1, whatever scaleFactor
+ * is.
+ *
+ * @param[in]  pSrc           len values; the sign does not count
+ * @param[in]  inScaleFactor  power of two that the sources are multiplied by; any value
+ * @param[out] pDst           len values, 0 to 32767
+ * @param[in]  scaleFactor    power of two that the result is divided by; any value
+ * @param[in]  len            number of values, at least 1
+ * @retval qorStsSizeErr    len below 1, tested first
+ * @retval qorStsNullPtrErr pSrc or pDst null
+ * @source ISO 11172-3, clause C.1.5.4.4
  */
 QorStatus qorsPow34_16s_Sfs(const Qor16s* pSrc, int inScaleFactor, Qor16s* pDst, int scaleFactor,
                             int len);
 
-/*
- * pDst[i] = sign(pSrc[i]) * |pSrc[i]|^(4/3), rounded once to single precision (ISO 11172-3 clause
- * 2.4.3.4, ISO/IEC 13818-7 clause 10). Sources must lie in -8206 to 8206; this is not tested.
+/**
+ * Takes the 4/3 power and keeps the sign: the inverse of the quantizers' law.
  *
- * Errors, in order: qorStsNullPtrErr (either pointer null), qorStsSizeErr (len below 0). A len of 0
- * does nothing.
+ * pDst[i] = sign(pSrc[i]) * |pSrc[i]|^(4/3), rounded once to single precision.
+ *
+ * @param[in]  pSrc  len values in -8206 to 8206, which is not tested
+ * @param[out] pDst  len values
+ * @param[in]  len   number of values; 0 does nothing
+ * @retval qorStsNullPtrErr pSrc or pDst null
+ * @retval qorStsSizeErr    len below 0
+ * @source ISO 11172-3, clause 2.4.3.4; ISO/IEC 13818-7, clause 10
  */
 QorStatus qorsPow43_16s32f(const Qor16s* pSrc, Qor32f* pDst, int len);
 
-/*
- * Multiplies the elements pBandOffset[b] to pBandOffset[b + 1] - 1 by pScale[b], for each band b.
- * A band that ends at or before its start is empty; the offsets are not tested.
+/**
+ * Multiplies each band by a gain of its own.
  *
- *   pScale       numBands gains
- *   pBandOffset  numBands + 1 indices into pSrcDst
+ * The elements pBandOffset[b] to pBandOffset[b + 1] - 1 are those of band b and pScale[b] its gain.
+ * A band that ends at or before its start is empty. The offsets are not tested.
  *
- * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsSizeErr (numBands below 1).
+ * @param[in,out] pSrcDst      the elements that the offsets reach
+ * @param[in]     pScale       numBands gains
+ * @param[in]     pBandOffset  numBands + 1 indices into pSrcDst
+ * @param[in]     numBands     number of bands, at least 1
+ * @retval qorStsNullPtrErr any pointer null
+ * @retval qorStsSizeErr    numBands below 1
+ * @source the product as above, in single precision
  */
 QorStatus qorsScale_32f_I(Qor32f* pSrcDst, const Qor32f* pScale, const Qor32s* pBandOffset,
                           int numBands);
 
-/*
- * Spreading function of psychoacoustic model 2 (ISO 11172-3 clause D.2.3): the gain with which
- * energy at Bark position src2 masks at position src1, in Q15.
+/**
+ * Gives the spreading function of psychoacoustic model 2, the gain by which energy at one Bark
+ * position masks at another.
  *
- *   src1, src2      positions times 2^-inScaleFactor Bark; the low 16 bits count, as signed
- *   pDst            one gain: 10^(v / 10) for the level v dB, at most 32767. 0 where 3 (src2 - src1)
- *                   Bark is above 12, or half of that, with src2 below src1, is below -6
+ * It depends on d = src2 - src1 in Bark, with x = 3 d where d is 0 or more and x = 1.5 d below:
+ * @code{.unparsed}
+ * v = 15.811389 + 7.5 (x + 0.474) - 17.5 sqrt(1 + (x + 0.474)^2)
+ *     + 8 min((x - 0.5)^2 - 2 (x - 0.5), 0)  dB
+ * @endcode
+ * In the standard's sprdngf(i, j) the position i is src1 and j is src2.
  *
- * Errors: qorStsNullPtrErr (pDst null).
+ * @param[in]  src1           first position: its low 16 bits, as signed, times 2^inScaleFactor Bark
+ * @param[in]  src2           second position, likewise
+ * @param[in]  inScaleFactor  power of two that the positions are multiplied by; any value
+ * @param[out] pDst           one gain 10^(v / 10) in Q15, at most 32767; 0 for d outside -4 to 4
+ * @retval qorStsNullPtrErr pDst null
+ * @source ISO 11172-3, clause D.2.3
  */
 QorStatus qorsSpread_16s_Sfs(Qor32s src1, Qor32s src2, int inScaleFactor, Qor16s* pDst);
+
+/** @} */
 
 /* ================================================================ MP3 decoding ============== */
 
