@@ -711,63 +711,90 @@ QorStatus qorsSpread_16s_Sfs(Qor32s src1, Qor32s src2, int inScaleFactor, Qor16s
 
 /* ================================================================ MP3 decoding ============== */
 
+/**
+ * @addtogroup mp3dec
+ * @{
+ */
+
 /*
- * The chain for one granule (ISO 11172-3 clause 2.4.3.4, ISO 13818-3 for id 0): scale factors,
- * Huffman decoding, requantization with stereo, hybrid synthesis. The numbers go from integers
- * through lines in Q26 and sub-band samples in Q24 to 16-bit PCM. The caller finds the frames,
- * keeps the bit reservoir and checks the CRC.
+ * The chain for one granule: scale factors, Huffman decoding, requantization with stereo, hybrid
+ * synthesis. The numbers go from integers through lines in Q26 and sub-band samples in Q24 to
+ * 16-bit PCM. The caller finds the frames, keeps the bit reservoir and checks the CRC.
  */
 
 /* --- unpacking --- */
 
-/*
- * Reads the frame header at *ppBitStream: 4 bytes, and 2 more for CRCWord when protection_bit is 0.
- * Neither the syncword nor any field is tested. Advances *ppBitStream by 4 or 6.
+/**
+ * Reads a frame header: 4 bytes, and 2 more for CRCWord when protection_bit is 0.
  *
- * Errors: qorStsNullPtrErr (ppBitStream, pDstHeader or *ppBitStream null).
+ * Neither the syncword nor any field is tested.
+ *
+ * @param[in,out] ppBitStream  pointer to the header's first byte; moves on by 4 or 6
+ * @param[out]    pDstHeader   one record; CRCWord keeps its value when protection_bit is 1
+ * @retval qorStsNullPtrErr ppBitStream, pDstHeader or *ppBitStream null
+ * @source ISO 11172-3, clause 2.4.1.3
  */
 QorStatus qorsUnpackFrameHeader_MP3(Qor8u** ppBitStream, QorMP3FrameHeader* pDstHeader);
 
-/*
- * Reads the side information of a frame (ISO 11172-3 clause 2.4.1.7), which starts and ends on a
- * byte boundary: 17 bytes (single channel) or 32 for id 1, 9 or 17 for id 0.
+/**
+ * Reads the side information of a frame, which starts and ends on a byte boundary.
  *
- *   pDstSideInfo       records in the order granule, then channel: up to 4
- *   pDstMainDataBegin  bytes by which the main data start before the frame's header
- *   pDstPrivateBits    5 or 3 bits (id 1), 1 or 2 bits (id 0)
- *   pDstScfsi          four flags per channel; written for id 1 only
+ * It takes 17 bytes (single channel) or 32 for id 1, 9 or 17 for id 0. With window_switching_flag
+ * 1, region0_count and region1_count are set to 8 and 12 for a short block that is not mixed and to
+ * 7 and 13 otherwise, and table_select[2] keeps its value; with 0, block_type and mixed_block_flag
+ * are set to 0 and subblock_gain keeps its values. preflag is written for id 1 only; for id 0
+ * qorsUnpackScaleFactors_MP3_1u8s() sets it.
  *
- * With window_switching_flag 1, region0_count and region1_count are set to 8 and 12 for a short
- * block that is not mixed and to 7 and 13 otherwise, and table_select[2] keeps its value; with 0,
- * subblock_gain keeps its values. preflag is written for id 1 only.
- *
- * Errors, in order: qorStsNullPtrErr (any pointer or *ppBitStream null), qorStsMp3FrameHeaderErr (id
- * not 0 or 1; layer not 1; mode outside 0 to 3); while reading: qorStsMp3SideInfoErr (block_type 0
- * with window_switching_flag 1), which leaves the fields read so far written and *ppBitStream on
- * the byte where the next bit stands.
+ * @param[in,out] ppBitStream        pointer to the first byte, which follows the frame header;
+ *                                   moves behind the last one
+ * @param[out]    pDstSideInfo       records in the order granule, then channel: 1, 2 or 4
+ * @param[out]    pDstMainDataBegin  main-data bytes of the frames before that belong to this one: 0
+ *                                   to 511 (id 1) or 255 (id 0)
+ * @param[out]    pDstPrivateBits    5 bits (single channel) or 3 for id 1, 1 or 2 for id 0
+ * @param[out]    pDstScfsi          flags 0 or 1, index channel * 4 + group; written for id 1 only
+ * @param[in]     pFrameHeader       the frame's header: id, layer and mode
+ * @retval qorStsNullPtrErr        any pointer or *ppBitStream null
+ * @retval qorStsMp3FrameHeaderErr id outside 0 to 1; layer not 1; mode outside 0 to 3
+ * @retval qorStsMp3SideInfoErr    late: block_type 0 with window_switching_flag 1. The fields read
+ *                                 so far are written, *ppBitStream stands on the byte of the next
+ *                                 bit
+ * @source ISO 11172-3, clauses 2.4.1.7 and 2.4.2.7; ISO 13818-3 for id 0
  */
 QorStatus qorsUnpackSideInfo_MP3(Qor8u** ppBitStream, QorMP3SideInfo* pDstSideInfo,
                                  Qor32s* pDstMainDataBegin, Qor32s* pDstPrivateBits,
                                  Qor32s* pDstScfsi, const QorMP3FrameHeader* pFrameHeader);
 
-/*
- * Reads the scale factors of one granule and channel (ISO 11172-3 clause 2.4.1.7, ISO 13818-3
- * clause 2.4.3.2).
+/**
+ * Reads the scale factors of one granule and channel.
  *
- *   pDstScaleFactor  39 bytes. Long block: band b at b, 0 at 21. Short block: band * 3 + window,
- *                    then three zeros. Mixed block: the long bands (8 for id 1, 6 for id 0), then
- *                    band and window in order, then three zeros. For id 0 an illegal intensity
- *                    position is stored negated. Groups of a second granule that scfsi shares keep
- *                    their values: use one array for both granules of a channel.
- *   pSideInfo        this granule's and channel's record. For id 0 preflag is set; for block_type 2
- *                    mixed_block_flag is reduced to its lowest bit.
- *   pScfsi           the four flags of this channel
- *   granule, channel 0 or 1
+ * For id 0, channel 1 and bit 0 of mode_extension set they are intensity positions, whatever mode
+ * says; an illegal one, the largest of its length, is stored negated.
  *
- * Errors, in order: qorStsNullPtrErr (any pointer or *ppBitStream null), qorStsBadArgErr (*pOffset
- * outside 0 to 7; granule or channel outside 0 to 1), qorStsMp3SideInfoErr (scalefac_compress
- * outside 0 to 15 for id 1, 0 to 511 otherwise), qorStsMp3FrameHeaderErr (id not 1 and
- * mode_extension outside 0 to 3). A failure leaves cursor and records as they were.
+ * @param[in,out] ppBitStream      pointer to the bit cursor's byte; moves behind the last bit read
+ * @param[in,out] pOffset          bits used of that byte, 0 to 7
+ * @param[out]    pDstScaleFactor  39 bytes:
+ *                                 - long block: band b at b, 0 at 21 (id 0: zeros at 21 to 23);
+ *                                 - short block: band * 3 + window, then three zeros;
+ *                                 - mixed block: the long bands (8 for id 1, 6 for id 0), then from
+ *                                   band 3 on band and window in order, then three zeros.
+ *                                 .
+ *                                 A group of a second granule's long block that scfsi shares keeps
+ *                                 its values: use one array for both granules of a channel
+ * @param[in,out] pSideInfo        record of this granule and channel: scalefac_compress, block_type
+ *                                 and mixed_block_flag, which for block_type 2 is reduced to its
+ *                                 lowest bit. preflag is set unless id is 1
+ * @param[in]     pScfsi           the four flags of this channel; read only for long blocks of
+ *                                 granule 1 with id 1
+ * @param[in]     pFrameHeader     the frame's header: id (every id but 1 counts as 0),
+ *                                 mode_extension
+ * @param[in]     granule          0 or 1
+ * @param[in]     channel          0 or 1
+ * @retval qorStsNullPtrErr        any pointer or *ppBitStream null
+ * @retval qorStsBadArgErr         *pOffset outside 0 to 7; granule outside 0 to 1; channel outside
+ *                                 0 to 1
+ * @retval qorStsMp3SideInfoErr    scalefac_compress outside 0 to 15 (id 1) or 0 to 511
+ * @retval qorStsMp3FrameHeaderErr id not 1: mode_extension outside 0 to 3
+ * @source ISO 11172-3, clauses 2.4.1.7 and 2.4.2.7; ISO 13818-3, clause 2.4.3.2
  */
 QorStatus qorsUnpackScaleFactors_MP3_1u8s(Qor8u** ppBitStream, Qor32s* pOffset,
                                           Qor8s* pDstScaleFactor, QorMP3SideInfo* pSideInfo,
@@ -777,42 +804,49 @@ QorStatus qorsUnpackScaleFactors_MP3_1u8s(Qor8u** ppBitStream, Qor32s* pOffset,
 
 /* --- Huffman decoding --- */
 
-/*
- * Decodes the spectrum of one granule and channel (ISO 11172-3 clause 2.4.1.7, Table B.7): the
- * big-values regions, then quadruples. The cursor ends hufSize bits behind its start.
+/**
+ * @name Huffman decoding with fixed first regions
+ * @{
+ */
+/**
+ * Decodes the spectrum of one granule and channel: the big-values regions, then quadruples.
  *
- *   pDstIs            576 values
- *   pDstNonZeroBound  one more than the index of the last non-zero value, 0 when there is none
- *   hufSize           part2_3_length less the bits of the scale factors
- *   pSfbTableLong     6 rows of 23 band boundaries, row id * 3 + sampling_frequency
- *   pSfbTableShort    6 rows of 14 band boundaries
- *   pMbpTable         6 rows of two: long bands, and steps of short bands, of a mixed block's first
- *                     region
+ * The cursor ends hufSize bits behind its start, and a quadruple that runs past this end does not
+ * count. The regions do not test their budget while they decode: leave 2 KB of readable zeros
+ * behind the main data. A hufSize of 0 gives zeros whatever big_values says. No late error writes
+ * the bound.
  *
- * qorsHuffmanDecode_MP3_1u32s uses the standard's band boundaries. The Sfb form ends region 0 of a
- * block with window switching at line 36 (line 54 for id 0 with block_type other than 2), the
- * SfbMbp form at long boundary 8, three short bands, or by pMbpTable for a mixed block.
+ * With window_switching_flag 0 there are three regions, of which the first two end at the long
+ * boundaries region0_count + 1 and region0_count + region1_count + 2. With 1 there are two, and the
+ * first ends at line 36, or 54 for id 0 with a block_type other than 2; a mixed block is no
+ * exception. qorsHuffmanDecode_MP3_1u32s() uses the standard's boundaries.
  *
- * Errors of qorsHuffmanDecode_MP3_1u32s and the Sfb form, in order: qorStsNullPtrErr (any pointer
- * but the band table, or *ppBitStream, null), qorStsBadArgErr (*pOffset outside 0 to 7; hufSize
- * outside 0 to part2_3_length), qorStsMp3SideInfoErr (big_values outside 0 to 288; block_type
- * outside 0 to 3; window_switching_flag, then count1table_select, not 0 or 1),
- * qorStsMp3FrameHeaderErr (id not 0 or 1; layer not 1; sampling_frequency outside 0 to 2),
- * qorStsMp3SideInfoErr (long blocks: region0_count or region1_count below 0 or their sum above 20;
- * block_type 0 with window switching).
- *
- * Errors of the SfbMbp form, in order: qorStsNullPtrErr (as above, the three tables not tested),
- * qorStsBadArgErr (*pOffset outside 0 to 7), qorStsMp3FrameHeaderErr (id not 0 or 1),
- * qorStsMp3SideInfoErr (big_values outside 0 to 288; block_type outside 0 to 3;
- * window_switching_flag not 0 or 1, or 1 with block_type 0), qorStsMp3FrameHeaderErr (layer not 1;
- * sampling_frequency outside 0 to 2), qorStsMp3SideInfoErr (count1table_select not 0 or 1; hufSize
- * outside 0 to part2_3_length; then the region counts of long blocks as above).
- *
- * Late errors of all three, with output written and the cursor moved, the bound not written:
- * qorStsMp3SideInfoErr (a table_select outside 0 to 31, tested where its region begins), qorStsErr
- * (the regions took more than hufSize bits). The regions do not test their budget while they
- * decode: leave 2 KB of readable zeros behind the main data. With hufSize 0 every
- * table_select in use is tested first, and a failure writes nothing.
+ * @param[in,out] ppBitStream       pointer to the bit cursor's byte
+ * @param[in,out] pOffset           bits used of that byte, 0 to 7
+ * @param[out]    pDstIs            576 values in the order of the stream, -8206 to 8206
+ * @param[out]    pDstNonZeroBound  one more than the index of the last non-zero value, 0 to 576
+ * @param[in]     pSideInfo         record of this granule and channel
+ * @param[in]     pFrameHeader      the frame's header: id, layer and sampling_frequency
+ * @param[in]     hufSize           bits of the spectrum, 0 to part2_3_length: that less the bits of
+ *                                  the scale factors
+ * @param[in]     pSfbTableLong     Sfb form: boundaries of the long bands, 6 rows of 23, row
+ *                                  id * 3 + sampling_frequency; read when window_switching_flag is
+ *                                  0, not tested for null
+ * @retval qorStsNullPtrErr        any pointer but pSfbTableLong, or *ppBitStream, null
+ * @retval qorStsBadArgErr         *pOffset outside 0 to 7; hufSize outside 0 to part2_3_length
+ * @retval qorStsMp3SideInfoErr    big_values outside 0 to 288; block_type outside 0 to 3;
+ *                                 window_switching_flag outside 0 to 1; count1table_select outside
+ *                                 0 to 1
+ * @retval qorStsMp3FrameHeaderErr id outside 0 to 1; layer not 1; sampling_frequency outside 0 to 2
+ * @retval qorStsMp3SideInfoErr    window_switching_flag 0: region0_count or region1_count below 0
+ *                                 or their sum above 20; window_switching_flag 1: block_type 0
+ * @retval qorStsMp3SideInfoErr    late: a table_select outside 0 to 31, tested where its region
+ *                                 begins; the regions before are written, the cursor stands behind
+ *                                 them. With hufSize 0 each in use is tested first, and nothing is
+ *                                 written
+ * @retval qorStsErr               late: the regions took more than hufSize bits. Their values are
+ *                                 written, the cursor stands behind them
+ * @source ISO 11172-3, clause 2.4.1.7 and Table B.7
  */
 QorStatus qorsHuffmanDecode_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs,
                                       Qor32s* pDstNonZeroBound, const QorMP3SideInfo* pSideInfo,
@@ -821,6 +855,53 @@ QorStatus qorsHuffmanDecodeSfb_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset, Q
                                          Qor32s* pDstNonZeroBound, const QorMP3SideInfo* pSideInfo,
                                          const QorMP3FrameHeader* pFrameHeader, int hufSize,
                                          const Qor16s (*pSfbTableLong)[23]);
+/** @} */
+
+/**
+ * Decodes the spectrum of one granule and channel like qorsHuffmanDecodeSfb_MP3_1u32s(), but with
+ * window switching the tables tell the first region.
+ *
+ * What is said there of the cursor, of the room behind the data and of hufSize 0 holds here too.
+ * With window_switching_flag 1 the first region ends
+ *
+ * - at long boundary 8 for block_type 1 and 3;
+ * - at three times short boundary 3 for block_type 2 that is not mixed;
+ * - in a mixed block behind the long bands and the steps that pMbpTable tells, each step of the
+ *   width of a short band. The first of these bands is the one that holds the line behind the long
+ *   bands (short boundaries times three); it makes two steps, each later one three.
+ *
+ * @param[in,out] ppBitStream       pointer to the bit cursor's byte
+ * @param[in,out] pOffset           bits used of that byte, 0 to 7
+ * @param[out]    pDstIs            576 values in the order of the stream, -8206 to 8206
+ * @param[out]    pDstNonZeroBound  one more than the index of the last non-zero value, 0 to 576
+ * @param[in]     pSideInfo         record of this granule and channel
+ * @param[in]     pFrameHeader      the frame's header: id, layer and sampling_frequency
+ * @param[in]     hufSize           bits of the spectrum, 0 to part2_3_length: that less the bits of
+ *                                  the scale factors
+ * @param[in]     pSfbTableLong     boundaries of the long bands, 6 rows of 23, row
+ *                                  id * 3 + sampling_frequency; like the other tables not tested
+ *                                  for null
+ * @param[in]     pSfbTableShort    boundaries of the short bands in lines of one window, 6 rows of
+ *                                  14
+ * @param[in]     pMbpTable         first region of mixed blocks, 6 rows of two: long bands, 0 to
+ *                                  22, and steps of short bands
+ * @retval qorStsNullPtrErr        any pointer but the three tables, or *ppBitStream, null
+ * @retval qorStsBadArgErr         *pOffset outside 0 to 7
+ * @retval qorStsMp3FrameHeaderErr id outside 0 to 1
+ * @retval qorStsMp3SideInfoErr    big_values outside 0 to 288; block_type outside 0 to 3;
+ *                                 window_switching_flag outside 0 to 1, or 1 with block_type 0
+ * @retval qorStsMp3FrameHeaderErr layer not 1; sampling_frequency outside 0 to 2
+ * @retval qorStsMp3SideInfoErr    count1table_select outside 0 to 1; hufSize outside 0 to
+ *                                 part2_3_length; window_switching_flag 0: region0_count or
+ *                                 region1_count below 0 or their sum above 20
+ * @retval qorStsMp3SideInfoErr    late: a table_select outside 0 to 31, tested where its region
+ *                                 begins; the regions before are written, the cursor stands behind
+ *                                 them. With hufSize 0 each in use is tested first, and nothing is
+ *                                 written
+ * @retval qorStsErr               late: the regions took more than hufSize bits. Their values are
+ *                                 written, the cursor stands behind them
+ * @source ISO 11172-3, clause 2.4.1.7 and Table B.7
+ */
 QorStatus qorsHuffmanDecodeSfbMbp_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs,
                                             Qor32s* pDstNonZeroBound,
                                             const QorMP3SideInfo* pSideInfo,
@@ -831,36 +912,57 @@ QorStatus qorsHuffmanDecodeSfbMbp_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset
 
 /* --- requantization --- */
 
-/*
+/**
+ * @name Requantization
+ * @{
+ */
+/**
  * Turns the Huffman values of a granule's channels into spectral lines: power law and gains,
- * mid/side and intensity stereo, reordering of short blocks (ISO 11172-3 clauses 2.4.3.4 and
- * 2.4.3.4.9, ISO 13818-3 clause 2.4.3.2). In force are mid/side and intensity only for mode 1.
+ * mid/side and intensity stereo, reordering of short blocks.
  *
- *   pIsXr          576 values per channel (one channel for mode 3, else two). In: Huffman values.
- *                  Out: lines in Q26, 32 sub-bands of 18; in a short sub-band six lines of each
- *                  window after the other.
- *   pNonZeroBound  per channel; in: the bound of Huffman decoding, out: one more than the index of
- *                  the last non-zero line. Lines at and above a channel's processed bound are 0
- *                  from the input; of a short channel lines are defined up to its bound rounded up
- *                  to a multiple of 18.
- *   pScaleFactor   40 bytes per channel, in the layout of qorsUnpackScaleFactors_MP3_1u8s. Entry 21
- *                  (long), 36 to 38 (short), 35 to 37 (mixed, id 1) or 33 to 35 (mixed, id 0) is
- *                  the intensity position of the last band, which the stream does not carry: the
- *                  caller supplies it.
- *   pSideInfo      the granule's records, one per channel
- *   pBuffer        scratch of 576 values
- *   pSfbTableLong, pSfbTableShort  band boundaries, rows id * 3 + sampling_frequency
+ * Mid/side (bit 1 of mode_extension) and intensity (bit 0) are in force only for mode 1. A line out
+ * of 32 bits saturates when its value is 16 or more in magnitude, and wraps below. With id 0 the
+ * lowest bit of the right channel's scalefac_compress is intensity_scale. A late error leaves lines
+ * and bounds undefined. qorsReQuantize_MP3_32s_I() uses the standard's band boundaries.
  *
- * qorsReQuantize_MP3_32s_I uses the standard's band boundaries.
- *
- * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsMp3FrameHeaderErr (id outside 0 to 1;
- * sampling_frequency outside 0 to 2; mode or mode_extension outside 0 to 3), qorStsMp3SideInfoErr
- * (with mid/side or intensity: block_type or mixed_block_flag differ between the channels); per
- * channel: qorStsMp3SideInfoErr (block_type outside 0 to 3; mixed_block_flag outside 0 to 1),
- * qorStsBadArgErr (bound outside 0 to 576). Errors that leave the granule undefined, per channel:
- * qorStsMp3SideInfoErr (global_gain outside 0 to 255; scalefac_scale or preflag outside 0 to 1),
- * qorStsErr (a magnitude above 8206; a subblock_gain outside 0 to 7); then qorStsErr (id 1: an
- * intensity position outside 0 to 7).
+ * @param[in,out] pIsXr           576 values of each channel (one for mode 3, else two), channel 1
+ *                                behind channel 0. In: Huffman values, -8206 to 8206. Out: lines in
+ *                                Q26, 32 sub-bands of 18; in a sub-band of a short block six lines
+ *                                of each window after the other. The lines of a short block are
+ *                                defined up to its bound, rounded up to a multiple of 18
+ * @param[in,out] pNonZeroBound   a value for each channel. In: the bound of Huffman decoding, 0 to
+ *                                576, from which on the values are 0. Out: one more than the index
+ *                                of the last non-zero line
+ * @param[in]     pScaleFactor    40 bytes of each channel, as qorsUnpackScaleFactors_MP3_1u8s()
+ *                                stores them. Entry 21 (long), 36 to 38 (short), 35 to 37 (mixed,
+ *                                id 1) or 33 to 35 (mixed, id 0) is the intensity position of the
+ *                                last band, which the stream does not carry: the caller supplies
+ *                                it, 0 without intensity
+ * @param[in]     pSideInfo       the granule's records, one of each channel
+ * @param[in]     pFrameHeader    the frame's header: id, sampling_frequency, mode and
+ *                                mode_extension
+ * @param[out]    pBuffer         scratch of 576 values
+ * @param[in]     pSfbTableLong   Sfb form: boundaries of the long bands, 6 rows of 23, row
+ *                                id * 3 + sampling_frequency
+ * @param[in]     pSfbTableShort  Sfb form: boundaries of the short bands in lines of one window, 6
+ *                                rows of 14
+ * @retval qorStsNullPtrErr        any pointer null
+ * @retval qorStsMp3FrameHeaderErr id outside 0 to 1; sampling_frequency outside 0 to 2; mode
+ *                                 outside 0 to 3; mode_extension outside 0 to 3
+ * @retval qorStsMp3SideInfoErr    with mid/side or intensity: block_type or mixed_block_flag differ
+ *                                 between the channels; channel 0: block_type outside 0 to 3;
+ *                                 mixed_block_flag outside 0 to 1
+ * @retval qorStsBadArgErr         channel 0: bound outside 0 to 576
+ * @retval qorStsMp3SideInfoErr    channel 1: block_type outside 0 to 3; mixed_block_flag outside 0
+ *                                 to 1
+ * @retval qorStsBadArgErr         channel 1: bound outside 0 to 576
+ * @retval qorStsMp3SideInfoErr    late, channel by channel with the next: global_gain outside 0 to
+ *                                 255; scalefac_scale outside 0 to 1; preflag outside 0 to 1
+ * @retval qorStsErr               late: a magnitude above 8206; in a short block a subblock_gain
+ *                                 outside 0 to 7
+ * @retval qorStsErr               late, behind both channels: with id 1 an intensity position
+ *                                 outside 0 to 7
+ * @source ISO 11172-3, clauses 2.4.3.4 and 2.4.3.4.9; ISO 13818-3, clause 2.4.3.2
  */
 QorStatus qorsReQuantize_MP3_32s_I(Qor32s* pIsXr, Qor32s* pNonZeroBound, Qor8s* pScaleFactor,
                                    const QorMP3SideInfo* pSideInfo,
@@ -870,50 +972,72 @@ QorStatus qorsReQuantizeSfb_MP3_32s_I(Qor32s* pIsXr, Qor32s* pNonZeroBound, Qor8
                                       const QorMP3FrameHeader* pFrameHeader, Qor32s* pBuffer,
                                       const Qor16s (*pSfbTableLong)[23],
                                       const Qor16s (*pSfbTableShort)[14]);
+/** @} */
 
 /* --- hybrid synthesis --- */
 
-/*
- * Alias reduction, inverse MDCT with window and overlap-add, and frequency inversion of one granule
- * and channel (ISO 11172-3 clause 2.4.3.4.10).
+/**
+ * Takes one granule and channel from spectral lines to sub-band samples: alias reduction, inverse
+ * MDCT with window and overlap-add, frequency inversion.
  *
- *   pSrcXr              576 lines in Q26; alias reduction changes them in place
- *   pDstY               18 rows of 32 sub-band samples in Q24
- *   pSrcDstOverlapAdd   576 values, zeros before the first granule
- *   nonZeroBound        one more than the index of the last non-zero line
- *   pPrevNumOfImdct     sub-bands that the last call computed, 0 before the first granule
- *   blockType           0 long, 1 start, 2 short, 3 stop
- *   mixedBlock          1: the two lowest sub-bands are long with the normal window
+ * The sub-bands that nonZeroBound reaches are transformed, and unless the block is short one more,
+ * into which alias reduction spreads. Those beyond that the last call computed still give their
+ * overlap; the rest is 0.
  *
- * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsBadArgErr (nonZeroBound outside 0 to
- * 576; blockType outside 0 to 3; mixedBlock outside 0 to 1; *pPrevNumOfImdct outside 0 to 32).
+ * @param[in,out] pSrcXr             576 lines in Q26; alias reduction changes them in place
+ * @param[out]    pDstY              18 rows of 32 sub-band samples in Q24; the column is the
+ *                                   sub-band
+ * @param[in,out] pSrcDstOverlapAdd  the channel's 576 values, 18 of each sub-band; zeros before the
+ *                                   first granule
+ * @param[in]     nonZeroBound       one more than the index of the last non-zero line, 0 to 576:
+ *                                   the lines from there on must be 0
+ * @param[in,out] pPrevNumOfImdct    the channel's number of sub-bands that the last call computed,
+ *                                   0 to 32; 0 before the first granule
+ * @param[in]     blockType          0 long, 1 start, 2 short, 3 stop
+ * @param[in]     mixedBlock         1: the two lowest sub-bands are long with the normal window;
+ *                                   else 0
+ * @retval qorStsNullPtrErr any pointer null
+ * @retval qorStsBadArgErr  nonZeroBound outside 0 to 576; blockType outside 0 to 3; mixedBlock
+ *                          outside 0 to 1; *pPrevNumOfImdct outside 0 to 32
+ * @source ISO 11172-3, clause 2.4.3.4.10
  */
 QorStatus qorsMDCTInv_MP3_32s(Qor32s* pSrcXr, Qor32s* pDstY, Qor32s* pSrcDstOverlapAdd,
                               int nonZeroBound, Qor32s* pPrevNumOfImdct, int blockType,
                               int mixedBlock);
 
-/*
- * Inverse MDCT and window of one sub-band: 18 lines in, 36 values out, at a quarter of the
- * standard's scale. blockType 2 takes the lines as three windows of six. No argument is tested;
- * always returns qorStsNoErr.
+/**
+ * Takes one sub-band through the inverse MDCT and the window, at a quarter of the standard's scale:
+ * lines in Q26 give values in Q24.
+ *
+ * @param[in]  pSrc       18 lines; for blockType 2 three windows of six, one after the other
+ * @param[out] pDst       36 values, of which the first 18 are to be added to the overlap and the
+ *                        others are the new overlap; does not overlap pSrc
+ * @param[in]  blockType  0 long, 1 start, 2 short, 3 stop
+ * @retval qorStsNoErr always: no argument is tested
+ * @source ISO 11172-3, clause 2.4.3.4.10
  */
 QorStatus qorsMDCTInvWindow_MP3_32s(const Qor32s* pSrc, Qor32s* pDst, int blockType);
 
-/*
- * Polyphase synthesis (ISO 11172-3 clause 2.4.3.2): one row of 32 sub-band samples to 32 samples of
- * 16-bit PCM. Call it for rows 0 to 17 of a granule.
+/**
+ * Makes 32 samples of 16-bit PCM of one row of 32 sub-band samples: polyphase synthesis.
  *
- *   pSrcY         32 sub-band samples in Q24
- *   pDstAudioOut  32 samples at 0, mode, 2 * mode, ...
- *   pVBuffer      512 values, zeros before the first call; what they mean is the library's
- *   pVPosition    0 to 15, 0 before the first call
- *   mode          stride of the output: 1 single channel, 2 interleaved stereo
+ * Call it for rows 0 to 17 of a granule. Full scale is 32768; samples are rounded, and clamped to
+ * -32768 and 32767.
  *
- * Errors, in order: qorStsNullPtrErr (any pointer null), qorStsBadArgErr (mode not 1 or 2;
- * *pVPosition outside 0 to 15).
+ * @param[in]     pSrcY         32 sub-band samples in Q24
+ * @param[out]    pDstAudioOut  32 samples at 0, mode, 2 * mode, ...; what is between them stays
+ * @param[in,out] pVBuffer      the channel's 512 values, zeros before the first call; what they
+ *                              mean is the library's
+ * @param[in,out] pVPosition    the channel's place in them, 0 to 15; 0 before the first call
+ * @param[in]     mode          distance of the samples: 1 single channel, 2 interleaved stereo
+ * @retval qorStsNullPtrErr any pointer null
+ * @retval qorStsBadArgErr  mode outside 1 to 2; *pVPosition outside 0 to 15
+ * @source ISO 11172-3, clause 2.4.3.2
  */
 QorStatus qorsSynthPQMF_MP3_32s16s(const Qor32s* pSrcY, Qor16s* pDstAudioOut, Qor32s* pVBuffer,
                                    Qor32s* pVPosition, int mode);
+
+/** @} */
 
 /* ================================================================ MP3 float filter banks ==== */
 
