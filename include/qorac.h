@@ -1041,63 +1041,133 @@ QorStatus qorsSynthPQMF_MP3_32s16s(const Qor32s* pSrcY, Qor16s* pDstAudioOut, Qo
 
 /* ================================================================ MP3 float filter banks ==== */
 
+/**
+ * @addtogroup mp3bank
+ * @{
+ */
+
 /*
- * The 32-band polyphase filter banks of ISO 11172-3 (Annex C.1.3 and clause 2.4.3.2) in 32-bit
- * floats. Unlike the integer banks they keep their history in a context, one for each channel and
- * direction. A call moves 32 samples:
+ * The 32-band polyphase filter banks in 32-bit floats, 32 samples a call. Unlike the integer banks
+ * they keep their history in a context, one for each channel and direction. A context is written by
+ * its filter, so it is for one thread at a time; it cannot be moved or copied.
+ */
+
+/**
+ * @name Size of a context
+ * @{
+ */
+/**
+ * Gives the bytes of the memory that a context needs.
  *
- *   analysis    S(k) = sum over i from 0 to 63 of cos((2k + 1)(i - 16) pi / 64) Y(i),
- *               Y(i) = sum over j from 0 to 7 of C(i + 64 j) X(i + 64 j),
- *               X being the last 512 samples times 1/32768, the newest first, and C the analysis
- *               window in the signs of the synthesis window: 16-bit samples give sub-bands of about 1
- *   synthesis   the standard's V, U and W with a gain of 1
- *
- * Both together give their input times 1/32768, 481 samples later. The results lie within
- * single-precision rounding of the formulas. A context is written by its filter, so it is for one
- * thread at a time; it cannot be moved or copied.
- *
- * GetSize: bytes of the memory for a context, 2107.
- *   qorStsNullPtrErr        pSize is null
+ * @param[out] pSize  2107 for either direction, room for alignment included
+ * @retval qorStsNullPtrErr pSize null
+ * @source this library's own context life cycle
  */
 QorStatus qorsAnalysisFilterGetSize_PQMF_MP3_32f(Qor32s* pSize);
 QorStatus qorsSynthesisFilterGetSize_PQMF_MP3_32f(Qor32s* pSize);
+/** @} */
 
-/*
- * Init builds a context with a silent history in `pMemory`, at the first multiple of 16 bytes, and
- * stores its place in *ppSpec. The functions also take the pointer that Init was given.
- *   qorStsNullPtrErr        ppSpec or pMemory is null
+/**
+ * @name Context in the caller's memory
+ * @{
+ */
+/**
+ * Builds a context with a silent history in the caller's memory.
+ *
+ * It stands at the first multiple of 16 bytes. The other functions take this place or pMemory
+ * itself.
+ *
+ * @param[out] ppSpec   the context's place
+ * @param[out] pMemory  the bytes that GetSize tells, at any alignment; the context lives there
+ * @retval qorStsNullPtrErr ppSpec or pMemory null
+ * @source this library's own context life cycle
  */
 QorStatus qorsAnalysisFilterInit_PQMF_MP3_32f(QorsFilterSpec_PQMF_MP3_32f** ppSpec, Qor8u* pMemory);
 QorStatus qorsSynthesisFilterInit_PQMF_MP3_32f(QorsFilterSpec_PQMF_MP3_32f** ppSpec,
                                                Qor8u* pMemory);
+/** @} */
 
-/*
- * InitAlloc does the same in memory of its own. The allocation must succeed: it is not tested.
- *   qorStsNullPtrErr        ppSpec is null
+/**
+ * @name Context in memory of its own
+ * @{
+ */
+/**
+ * Allocates a context and builds it with a silent history.
+ *
+ * The allocation must succeed: it is not tested.
+ *
+ * @param[out] ppSpec  the context, to be released by Free
+ * @retval qorStsNullPtrErr ppSpec null
+ * @source this library's own context life cycle
  */
 QorStatus qorsAnalysisFilterInitAlloc_PQMF_MP3_32f(QorsFilterSpec_PQMF_MP3_32f** ppSpec);
 QorStatus qorsSynthesisFilterInitAlloc_PQMF_MP3_32f(QorsFilterSpec_PQMF_MP3_32f** ppSpec);
+/** @} */
 
-/*
- * Free releases what InitAlloc allocated. A context made by Init stays as it is and can be used on.
- *   qorStsNullPtrErr        pSpec is null
- *   qorStsContextMatchErr   pSpec is not a context of this bank
+/**
+ * @name Release of a context
+ * @{
+ */
+/**
+ * Releases what InitAlloc allocated.
+ *
+ * A context made by Init stays as it is and can be used on.
+ *
+ * @param[in,out] pSpec  a context of the same direction
+ * @retval qorStsNullPtrErr      pSpec null
+ * @retval qorStsContextMatchErr pSpec not a context of this direction
+ * @source this library's own context life cycle
  */
 QorStatus qorsAnalysisFilterFree_PQMF_MP3_32f(QorsFilterSpec_PQMF_MP3_32f* pSpec);
 QorStatus qorsSynthesisFilterFree_PQMF_MP3_32f(QorsFilterSpec_PQMF_MP3_32f* pSpec);
+/** @} */
 
-/*
- * The filters. Sub-bands are 32 contiguous floats; the 32 samples stand `mode` apart, 1 or 2 for one
- * or two interleaved channels, and the synthesis leaves what is between them alone. Input and output
- * are the same or do not overlap. No pointer needs alignment.
- *   qorStsNullPtrErr        a pointer is null
- *   qorStsBadArgErr         mode is outside 1 to 2
- *   qorStsContextMatchErr   pSpec is not a context of this bank
+/**
+ * Takes 32 samples to 32 sub-band values.
+ *
+ * With X(0) to X(511) the last 512 samples times 1/32768, the newest first, and C the analysis
+ * window in the signs of the synthesis window:
+ * @code{.unparsed}
+ * Y(i) = sum over j from 0 to 7 of C(i + 64 j) X(i + 64 j)
+ * S(k) = sum over i from 0 to 63 of cos((2k + 1)(i - 16) pi / 64) Y(i)
+ * @endcode
+ * The values lie within single-precision rounding of the formulas. 16-bit samples give sub-bands of
+ * about 1 at full scale. No pointer needs alignment.
+ *
+ * @param[in]     pSrcAudio     32 samples, full scale 32768, at 0, mode, 2 * mode, ...
+ * @param[out]    pDstSubbands  32 values S(0) to S(31), full scale 1; the same as pSrcAudio or
+ *                              without overlap
+ * @param[in,out] pSpec         an analysis context; takes the samples into its history
+ * @param[in]     mode          distance of the samples, the number of interleaved channels: 1 or 2
+ * @retval qorStsNullPtrErr      any pointer null
+ * @retval qorStsBadArgErr       mode outside 1 to 2
+ * @retval qorStsContextMatchErr pSpec not an analysis context
+ * @source ISO 11172-3, clause C.1.3
  */
 QorStatus qorsAnalysisFilter_PQMF_MP3_32f(const Qor32f* pSrcAudio, Qor32f* pDstSubbands,
                                           QorsFilterSpec_PQMF_MP3_32f* pSpec, Qor32s mode);
+
+/**
+ * Takes 32 sub-band values to 32 samples: the standard's V, U and W with a gain of 1.
+ *
+ * Behind qorsAnalysisFilter_PQMF_MP3_32f() it gives the input of that one times 1/32768, 481
+ * samples later. The values lie within single-precision rounding of the formulas. No pointer needs
+ * alignment.
+ *
+ * @param[in]     pSrcSubbands  32 values, full scale 1
+ * @param[out]    pDstAudio     32 samples, full scale 1, at 0, mode, 2 * mode, ...; what is between
+ *                              them stays. The same as pSrcSubbands or without overlap
+ * @param[in,out] pSpec         a synthesis context; takes the sub-bands into its history
+ * @param[in]     mode          distance of the samples, the number of interleaved channels: 1 or 2
+ * @retval qorStsNullPtrErr      any pointer null
+ * @retval qorStsBadArgErr       mode outside 1 to 2
+ * @retval qorStsContextMatchErr pSpec not a synthesis context
+ * @source ISO 11172-3, clause 2.4.3.2
+ */
 QorStatus qorsSynthesisFilter_PQMF_MP3_32f(const Qor32f* pSrcSubbands, Qor32f* pDstAudio,
                                            QorsFilterSpec_PQMF_MP3_32f* pSpec, Qor32s mode);
+
+/** @} */
 
 /* ================================================================ AAC ======================= */
 
