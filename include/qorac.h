@@ -1171,99 +1171,166 @@ QorStatus qorsSynthesisFilter_PQMF_MP3_32f(const Qor32f* pSrcSubbands, Qor32f* p
 
 /* ================================================================ AAC ======================= */
 
-/*
- * Decoding of AAC streams of ISO/IEC 13818-7 and 14496-3. The caller reads the 3-bit element id
- * and, for SCE, CPE, CCE and LFE elements, the 4-bit tag, and drives the functions in this order:
- *
- *  1. once per stream or frame: qorsUnpackADIFHeader_AAC or qorsUnpackADTSFrameHeader_AAC;
- *  2. per element: PCE, DSE and FIL go to their parsers directly behind the id; a CPE goes to
- *     qorsDecodeChanPairElt_AAC or its MP4 twin behind the tag;
- *  3. per channel: qorsNoiselessDecoder_LC_AAC or qorsNoiselessDecode_AAC;
- *  4. the spectral tools and the filter bank, as told below.
- *
- * Every function that takes a bit cursor checks first
- *     qorStsNullPtrErr       a null pointer among ppBitStream, *ppBitStream, pOffset and the other
- *                            pointer arguments (unless the function names an exception), then
- *     qorStsAacBitOffsetErr  *pOffset outside 0 to 7,
- * and then what it lists. A refused argument changes neither cursor nor record. A failure in the
- * stream leaves the record filled up to there, the refused value included, and the cursor behind
- * the last bit read. No function knows the end of the stream: behind the bytes of a frame the
- * caller leaves room for the longest element that damaged data can describe, and compares the
- * cursor with the frame's end after each call.
+/**
+ * @addtogroup aac
+ * @{
  */
 
-/* --- headers, noiseless decoding, element parsers --- */
-
 /*
- * adif_header with its program configuration elements (13818-7 clause 6.2). Works from bit 0 of
- * **ppBitStream; on return *ppBitStream stands on the byte reached and bits left over in it are
- * lost. adif_id is stored and not compared with anything.
- *   pAdifHeader   out; bitrate and the like in stream units, see the record
- *   pPrgCfgElt    out, array of prgCfgEltMax elements
- *   prgCfgEltMax  room in that array
- * Errors: qorStsNullPtrErr, a null pointer; qorStsAacPceCountErr, prgCfgEltMax outside 1 to 16;
- * qorStsAacPceCountErr, the stream holds more elements than prgCfgEltMax: the header is filled up
- * to the count, no element is decoded, *ppBitStream stands 7 bytes behind the start, or 16 with a
- * copyright id.
+ * Decoding of AAC streams of ISO/IEC 13818-7 and 14496-3. The caller reads the 3-bit element id
+ * and, for SCE, CPE, CCE and LFE elements, the 4-bit tag. In order:
+ *
+ *  1. once per stream or frame qorsUnpackADIFHeader_AAC or qorsUnpackADTSFrameHeader_AAC;
+ *  2. per element: PCE, DSE and FIL go to their parsers directly behind the id, a CPE goes to
+ *     qorsDecodeChanPairElt_AAC or its MP4 twin behind the tag;
+ *  3. per channel qorsNoiselessDecoder_LC_AAC or qorsNoiselessDecode_AAC, qorsQuantInv_AAC_32s_I;
+ *  4. per pair qorsDecodeMsStereo_AAC_32s_I; in the Main profile qorsFDPInv_32f_I, in floats; per
+ *     pair qorsDecodeIsStereo_AAC_32s, which reads the code books that M/S changes;
+ *  5. short blocks: qorsDeinterleaveSpectrum_AAC_32s;
+ *  6. noise substitution, in short blocks window by window;
+ *  7. per channel long-term prediction, qorsDecodeTNS_AAC_32s_I, a synthesis and
+ *     qorsLtpUpdate_AAC_32s.
+ *
+ * Cursor. A refused argument changes neither cursor nor record. A failure in the stream leaves the
+ * record filled up to there, the refused value included, and the cursor behind the last bit read.
+ * Behind the bytes of a frame the caller leaves room for the longest element that damaged data can
+ * describe, and compares the cursor with the frame's end after each call.
+ *
+ * Spectrum. 1024 coefficients of one channel in Q3 on the scale of the standard (1.0 is 8), with no
+ * guard bits; additions wrap unless a function says otherwise. Up to the deinterleaving a block of
+ * short windows stands in grouped order: for each group, band by band, the windows of the group one
+ * after the other. From there on it stands in window order, 128 coefficients a window.
+ *
+ * Band counts by sampling_frequency_index, 0 to 11: long windows 41 41 47 49 49 51 47 47 43 43 43
+ * 40, short ones 12 12 12 14 14 14 15 15 15 15 15 15.
+ */
+
+/**
+ * @name Headers and elements without audio
+ * @{
+ */
+
+/**
+ * Reads adif_header with its program configuration elements.
+ *
+ * Works from bit 0 of the byte at `*ppBitStream`, which stands on the byte reached on return; bits
+ * left over in it are lost. adif_id is stored and not compared with anything.
+ *
+ * @param[in,out] ppBitStream   pointer to the pointer to the first byte of the header
+ * @param[out]    pAdifHeader   the fields as in the stream, the count of elements plus 1;
+ *                              adif_buffer_fullness is written for bitstream_type 0 only,
+ *                              copyright_id with copyright_id_present only
+ * @param[out]    pPrgCfgElt    prgCfgEltMax records, of which as many as the stream holds elements
+ *                              are filled
+ * @param[in]     prgCfgEltMax  1 to 16
+ * @retval qorStsNullPtrErr      any pointer null, `*ppBitStream` included
+ * @retval qorStsAacPceCountErr  prgCfgEltMax outside 1 to 16; the stream holds more elements than
+ *                               that: the header is filled up to the count, no element is decoded,
+ *                               `*ppBitStream` stands 7 bytes behind the start, or 16 with a
+ *                               copyright id
+ * @source ISO/IEC 13818-7, clause 6.2
  */
 QorStatus qorsUnpackADIFHeader_AAC(Qor8u** ppBitStream, QorAACAdifHeader* pAdifHeader,
                                    QorAACPrgCfgElt* pPrgCfgElt, Qor32s prgCfgEltMax);
 
-/*
- * adts_fixed_header, adts_variable_header and, with protection_absent 0, the 16-bit CRC word
- * (13818-7 clause 6.2): 56 or 72 bits from bit 0 of **ppBitStream. The syncword is read over and
- * not tested. adtsReserved is not touched.
- * Errors: qorStsNullPtrErr, a null pointer.
+/**
+ * Reads adts_fixed_header, adts_variable_header and, with protection_absent 0, the 16-bit CRC word.
+ *
+ * They take 56 or 72 bits from bit 0 of the byte at `*ppBitStream`. The syncword is read over and
+ * not tested.
+ *
+ * @param[in,out] ppBitStream  pointer to the pointer to the first byte of the header; moved on by 7
+ *                             or 9 bytes
+ * @param[out]    pAdtsHeader  the fields as in the stream, the number of raw data blocks plus 1;
+ *                             adtsReserved is not touched, crc_check only with protection_absent 0
+ * @retval qorStsNullPtrErr  any pointer null, `*ppBitStream` included
+ * @source ISO/IEC 13818-7, clause 6.2
  */
 QorStatus qorsUnpackADTSFrameHeader_AAC(Qor8u** ppBitStream, QorAACAdtsHeader* pAdtsHeader);
 
-/*
- * program_config_element behind its id (13818-7 clause 6.3). Mix-down numbers whose flag is not set
- * become 0; entries of the lists beyond the stream's counts are not touched. The comment begins at
- * a byte boundary of the cursor.
- * Errors: the common ones.
+/**
+ * Reads a program_config_element, behind its id.
+ *
+ * The comment begins at a byte boundary of the cursor.
+ *
+ * @param[in,out] ppBitStream  cursor: pointer to the pointer to the current byte
+ * @param[in,out] pOffset      cursor: bits of that byte in use, 0 to 7
+ * @param[out]    pPrgCfgElt   the fields as in the stream. Mix-down numbers whose flag is not set
+ *                             become 0; entries of the lists beyond their counts are not touched
+ * @retval qorStsNullPtrErr       any pointer null, `*ppBitStream` included
+ * @retval qorStsAacBitOffsetErr  `*pOffset` outside 0 to 7
+ * @source ISO/IEC 13818-7, clause 6.3
  */
 QorStatus qorsDecodePrgCfgElt_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
                                   QorAACPrgCfgElt* pPrgCfgElt);
 
-/*
- * data_stream_element behind its id (13818-7 clause 6.3).
- *   pDataTag  out, element_instance_tag
- *   pDataCnt  out, number of bytes, 0 to 510
- *   pDataElt  out, room for 510 bytes
- * Errors: the common ones.
+/**
+ * Reads a data_stream_element, behind its id.
+ *
+ * @param[in,out] ppBitStream  cursor: pointer to the pointer to the current byte
+ * @param[in,out] pOffset      cursor: bits of that byte in use, 0 to 7
+ * @param[out]    pDataTag     element_instance_tag, 0 to 15
+ * @param[out]    pDataCnt     number of bytes, 0 to 510
+ * @param[out]    pDataElt     the bytes; room for 510
+ * @retval qorStsNullPtrErr       any pointer null, `*ppBitStream` included
+ * @retval qorStsAacBitOffsetErr  `*pOffset` outside 0 to 7
+ * @source ISO/IEC 13818-7, clause 6.3
  */
 QorStatus qorsDecodeDatStrElt_AAC(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDataTag,
                                   Qor32s* pDataCnt, Qor8u* pDataElt);
 
-/*
- * fill_element behind its id (13818-7 clause 6.3). The extension_type in the first byte is not
- * interpreted.
- *   pFillCnt  out, number of bytes, 0 to 269
- *   pFillElt  out, room for 269 bytes
- * Errors: the common ones.
+/**
+ * Reads a fill_element, behind its id.
+ *
+ * The extension_type in the upper 4 bits of the first byte is not interpreted.
+ *
+ * @param[in,out] ppBitStream  cursor: pointer to the pointer to the current byte
+ * @param[in,out] pOffset      cursor: bits of that byte in use, 0 to 7
+ * @param[out]    pFillCnt     number of bytes, 0 to 269
+ * @param[out]    pFillElt     the bytes; room for 269
+ * @retval qorStsNullPtrErr       any pointer null, `*ppBitStream` included
+ * @retval qorStsAacBitOffsetErr  `*pOffset` outside 0 to 7
+ * @source ISO/IEC 13818-7, clause 6.3
  */
 QorStatus qorsDecodeFillElt_AAC(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pFillCnt,
                                 Qor8u* pFillElt);
 
-/*
- * The shared part of channel_pair_element behind its tag: common_window and, when it is set,
- * ics_info and the M/S mask (13818-7 clause 6.3; the MP4 twin: 14496-3 subpart 4). With
- * common_window 0 nothing else is read or written. ms_used is written only for ms_mask_present 1.
- *   pIcsInfo      out, ics_info of both channels
- *   pChanPairElt  out
- *   predSfbMax    bands that carry predictor data at the sampling rate (Main profile); flags above
- *                 the 41 that prediction_used holds are read over
- * Errors: the common ones; qorStsAacPredSfbErr, predSfbMax outside 0 to 41; qorStsAacMaxSfbErr,
- * max_sfb of a long block above 51.
+/** @} */
+
+/**
+ * @name Channel pair
+ * @{
+ */
+/**
+ * Reads what the channels of a channel_pair_element share, behind its tag: common_window and, when
+ * it is set, ics_info and the M/S mask.
  *
- * The MP4 twin: object type 1 carries predictor data; in every other the same flag brings ltp_data
- * of both channels, which go to pMainHeader with max_sfb and window_sequence. The two flags
- * ltp_data_present of pMainHeader are cleared first.
- *   pMainHeader      out; may be null while the stream has no LTP data
- *   audioObjectType  of the stream
- * Errors: the common ones, pMainHeader excepted; qorStsAacMaxSfbErr, predSfbMax outside 0 to 51;
- * qorStsAacMaxSfbErr, max_sfb as above; qorStsNullPtrErr, LTP data and a null pMainHeader.
+ * With common_window 0 nothing else is read or written. The MP4 twin differs in what the flag
+ * predictor_data_present brings: predictor data in object type 1 only, in any other ltp_data of
+ * both channels.
+ *
+ * @param[in,out] ppBitStream      cursor: pointer to the pointer to the current byte
+ * @param[in,out] pOffset          cursor: bits of that byte in use, 0 to 7
+ * @param[out]    pIcsInfo         ics_info of both channels. predictor_data_present is 0 where the
+ *                                 stream has no such flag, predictor_reset is cleared in a long
+ *                                 block; prediction_used is written with predictor data only
+ * @param[out]    pChanPairElt     ms_mask_present with common_window 1 only, ms_used for
+ *                                 ms_mask_present 1 only: num_window_groups rows of max_sfb bytes
+ * @param[in,out] pMainHeader      MP4: `ltp[0]` and `ltp[1]`, whose ltp_data_present are cleared
+ *                                 first, and max_sfb and window_sequence when the flag brings LTP
+ *                                 data; may be null while it never does
+ * @param[in]     predSfbMax       bands that carry predictor data at the sampling rate, 0 to 41;
+ *                                 MP4: 0 to 51, of which the flags above the 41 of prediction_used
+ *                                 are read over
+ * @param[in]     audioObjectType  MP4: 1 Main; not tested
+ * @retval qorStsNullPtrErr       any pointer null but pMainHeader, `*ppBitStream` included
+ * @retval qorStsAacBitOffsetErr  `*pOffset` outside 0 to 7
+ * @retval qorStsAacPredSfbErr    not MP4: predSfbMax outside 0 to 41
+ * @retval qorStsAacMaxSfbErr     MP4: predSfbMax outside 0 to 51; both, in the stream: max_sfb of a
+ *                                long block above 51
+ * @retval qorStsNullPtrErr       MP4, in the stream: predictor_data_present set, audioObjectType
+ *                                not 1 and pMainHeader null
+ * @source ISO/IEC 13818-7, clause 6.3; MP4: ISO/IEC 14496-3, subpart 4
  */
 QorStatus qorsDecodeChanPairElt_AAC(Qor8u** ppBitStream, Qor32s* pOffset, QorAACIcsInfo* pIcsInfo,
                                     QorAACChanPairElt* pChanPairElt, Qor32s predSfbMax);
@@ -1271,230 +1338,411 @@ QorStatus qorsDecodeChanPairElt_MP4_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
                                         QorAACIcsInfo* pIcsInfo, QorAACChanPairElt* pChanPairElt,
                                         QorAACMainHeader* pMainHeader, Qor32s predSfbMax,
                                         Qor32s audioObjectType);
+/** @} */
 
-/*
- * aac_scalable_main_header (14496-3 subpart 4): windows, M/S mask, and TNS and LTP data per
- * channel. In a short block num_window_groups is right, but window_group_length holds meaningful
- * lengths only when all windows form one group, and its later entries are not cleared: a caller
- * that needs the lengths takes them from a QorAACIcsInfo.
+/**
+ * @name Scalable headers
+ * @{
+ */
+
+/**
+ * Reads aac_scalable_main_header: windows, M/S mask, and TNS and LTP data per channel.
  *
- *   pMainHeader     out; pMsUsed must point to 8 rows of 60 bytes when channelNum is 2. Bytes are
- *                   written at row * 60 + band for all max_sfb bands, which may pass a row's end;
- *                   ms_mask_present 0, 2 and 3 write 0, 1 and 0
- *   channelNum      1 or 2
- *   monoStereoFlag  1: mono layers lie below this one; see the last error
+ * In a short block num_window_groups is right, but window_group_length holds meaningful lengths
+ * only when all windows form one group, and its later entries are not cleared: a caller that needs
+ * the lengths takes them from a QorAACIcsInfo. TNS data with an order that is refused (above 12, or
+ * 7 in a short block) end there, and the header goes on.
  *
- * TNS data with an order that is refused end there and the header goes on.
- *
- * Errors: the common ones (pMsUsed is not checked); qorStsAacChannelsErr, channelNum outside 1 to
- * 2; qorStsAacMonoStereoErr, monoStereoFlag outside 0 to 1; qorStsNotSupportedModeErr,
- * monoStereoFlag is 1: told at the very end, with the record complete.
+ * @param[in,out] ppBitStream     cursor: pointer to the pointer to the current byte
+ * @param[in,out] pOffset         cursor: bits of that byte in use, 0 to 7
+ * @param[in,out] pMainHeader     the header. In, for channelNum 2: pMsUsed, 8 rows of 60 bytes;
+ *                                out: their bytes row * 60 + band for all max_sfb bands, which may
+ *                                pass a row's end: the mask for ms_mask_present 1, ones for 2,
+ *                                zeros for 0 and 3. `tns` and `ltp` of the channels are cleared
+ *                                before they are read
+ * @param[in]     channelNum      1 or 2
+ * @param[in]     monoStereoFlag  1: mono layers lie below this one; else 0
+ * @retval qorStsNullPtrErr           any pointer null but pMsUsed, `*ppBitStream` included
+ * @retval qorStsAacBitOffsetErr      `*pOffset` outside 0 to 7
+ * @retval qorStsAacChannelsErr       channelNum outside 1 to 2
+ * @retval qorStsAacMonoStereoErr     monoStereoFlag outside 0 to 1
+ * @retval qorStsNotSupportedModeErr  monoStereoFlag 1: told at the very end, with the header read
+ *                                    and the record complete
+ * @source ISO/IEC 14496-3, subpart 4
  */
 QorStatus qorsDecodeMainHeader_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
                                    QorAACMainHeader* pMainHeader, Qor32s channelNum,
                                    Qor32s monoStereoFlag);
 
-/*
- * aac_scalable_extension_header (14496-3 subpart 4).
+/**
+ * Reads aac_scalable_extension_header: max_sfb, M/S mask, TNS data and diff_control_lr.
  *
- *   pExtHeader       out; pMsUsed must point to 4 rows of 60 bytes when thisLayerStereo is 1. In a
- *                    short block four rows of the mask are read whatever the grouping. The first
- *                    row is read for diff_control_lr too: initialise it
- *   monoStereoFlag   1: TNS data of both channels follow the mask
- *   thisLayerStereo  1: ms_mask_present and the mask of the bands from preSfb on are read
- *   monoLayerFlag    1, with thisLayerStereo 1: diff_control_lr of both channels is read, packed.
- *                    Long block: a bit for each band from preSfb to below maxSfbLimit and max_sfb
- *                    whose first-row mask byte is 0; short block: 8 bits if preSfb is 0
- *   preSfb           max_sfb of the layer below
- *   maxSfbLimit      max_sfb of the last mono layer
- *   window_sequence  of the main header
+ * In a short block four rows of the mask are read whatever the grouping. diff_control_lr is read
+ * for both channels and packed: in a long block a bit for each band from preSfb to below both
+ * maxSfbLimit and max_sfb whose byte in the first row of the mask is 0; in a short block 8 bits if
+ * preSfb is 0, else none. TNS data with an order that is refused (above 12, or 7 in a short block)
+ * end there, and the header goes on.
  *
- * TNS data with an order that is refused end there and the header goes on.
- *
- * Errors: the common ones (pMsUsed is not checked); qorStsAacMonoStereoErr, qorStsAacStereoLayerErr,
- * qorStsAacMonoLayerErr, the three flags outside 0 to 1; qorStsAacMaxSfbErr, preSfb or maxSfbLimit
- * outside 0 to 51; qorStsAacWinSeqErr, window_sequence outside 0 to 3; qorStsAacMaxSfbErr, max_sfb
- * of a long block above 60.
+ * @param[in,out] ppBitStream      cursor: pointer to the pointer to the current byte
+ * @param[in,out] pOffset          cursor: bits of that byte in use, 0 to 7
+ * @param[in,out] pExtHeader       the header. In, for thisLayerStereo 1: pMsUsed, 1 row of 60
+ *                                 bytes, or 4 in a short block, of which the bands from preSfb on
+ *                                 are written for ms_mask_present 1; the first is read for
+ *                                 diff_control_lr: initialise it. `tns` is not cleared
+ * @param[in]     monoStereoFlag   1: TNS data of both channels follow the mask; else 0
+ * @param[in]     thisLayerStereo  1: ms_mask_present and, when it is 1, the mask of the bands from
+ *                                 preSfb on are read; else 0
+ * @param[in]     monoLayerFlag    1, with thisLayerStereo 1: diff_control_lr is read; else 0
+ * @param[in]     preSfb           max_sfb of the layer below, 0 to 51
+ * @param[in]     maxSfbLimit      max_sfb of the last mono layer, 0 to 51
+ * @param[in]     window_sequence  of the main header, 0 to 3
+ * @retval qorStsNullPtrErr         any pointer null but pMsUsed, `*ppBitStream` included
+ * @retval qorStsAacBitOffsetErr    `*pOffset` outside 0 to 7
+ * @retval qorStsAacMonoStereoErr   monoStereoFlag outside 0 to 1
+ * @retval qorStsAacStereoLayerErr  thisLayerStereo outside 0 to 1
+ * @retval qorStsAacMonoLayerErr    monoLayerFlag outside 0 to 1
+ * @retval qorStsAacMaxSfbErr       preSfb or maxSfbLimit outside 0 to 51
+ * @retval qorStsAacWinSeqErr       window_sequence outside 0 to 3
+ * @retval qorStsAacMaxSfbErr       in the stream: max_sfb of a long block above 60
+ * @source ISO/IEC 14496-3, subpart 4
  */
 QorStatus qorsDecodeExtensionHeader_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
                                         QorAACExtHeader* pExtHeader, Qor32s monoStereoFlag,
                                         Qor32s thisLayerStereo, Qor32s monoLayerFlag, Qor32s preSfb,
                                         Qor32s maxSfbLimit, Qor32s window_sequence);
 
-/*
- * One individual_channel_stream from global_gain to the end of the spectral data (13818-7
- * clause 6.3, 14496-3 subpart 4).
- *   commonWin     1: pChanInfo->pIcsInfo is filled already; 0: the channel's own ics_info is read
- *   pChanInfo     samplingRateIndex, predSfbMax and pIcsInfo in; the fields from winLen to
- *                 gain_control_data_present, the sections and the TNS fields out
- *   pScaleFactor  out, max_sfb entries for each window group, without gaps: 0 for code book 0, the
- *                 scale factor for 1 to 11 (and 13), the running position for intensity bands
- *   pSpectrum     out, 1024 quantized values, 0 where no section lies; for short blocks group after
- *                 group, inside a group band after band, inside a band window after window
- *   pSfbCb        out, the code book of each band, in the order of pScaleFactor
- *   pTnsCoef      out, room for 60 TNS coefficients in stream order, sign-extended
- * pScaleFactor and pSfbCb have at most 120 entries, or 8 * maxSfb with scaleFlag 1.
+/** @} */
+
+/**
+ * @name Noiseless decoding
+ * @{
+ */
+
+/**
+ * Reads an individual_channel_stream of the LC profile from global_gain to the end of the spectral
+ * data.
  *
- * Errors of both in the stream: qorStsAacMaxSfbErr, max_sfb of a long block above 51;
- * qorStsAacSectionErr, the sections of a group do not end at max_sfb or are more than 120 in all;
- * qorStsAacScaleFactorErr, a scale factor outside 0 to 255; qorStsAacCodebookErr, a band of code
- * book 12; qorStsAacPulseErr, pulse data in a short block, a start band that does not exist, or a
- * pulse behind coefficient 1023 (the pulses before it have been added); qorStsAacTnsOrderErr, an
- * order above 12, or above 7 in a short block; qorStsAacGainControlErr, gain control data;
- * qorStsAacQuantMaxErr, an escape above 8191: the pair that it belongs to is not stored.
- * After a failure among the scale factors the cursor stands where they begin, after one inside
- * the coefficients of a section where these begin.
+ * After a failure among the scale factors the cursor stands where they begin, after an escape that
+ * is too long where the coefficients of its section begin.
  *
- * LC: Errors: the common ones, pChanInfo->pIcsInfo among the pointers; qorStsAacCommonWindowErr,
- * commonWin outside 0 to 1; qorStsAacSampRateIdxErr, samplingRateIndex outside 0 to 11;
- * qorStsAacPredSfbErr, predSfbMax not 0; then in the stream qorStsAacMaxSfbErr also for a max_sfb
- * above the band count, and qorStsAacCodebookErr also for code book 13.
- *
- * MPEG-4 object types: a band of code book 13 holds noise. The first one of the call sets the
- * running scale factor, which noise bands share with the spectrum bands, to its 9 bits - 346 +
- * global_gain, untested; those after it add their difference and face the range test.
- *   pMainHeader      LTP out; with scaleFlag 1 the window groups in
- *   windowSequence, maxSfb  in use only with scaleFlag 1
- *   scaleFlag        1: a layer of a scalable stream, with the windows of the arguments and of
- *                    pMainHeader, whose data end without pulse, TNS and gain control fields
- *   audioObjectType  1: predictor data in ics_info, any other: LTP data
- * Errors: the common ones, pMainHeader excepted; qorStsAacCommonWindowErr, commonWin outside 0 to
- * 1; qorStsAacWinSeqErr, windowSequence outside 0 to 3; qorStsAacScaleFlagErr, scaleFlag outside 0
- * to 1; qorStsAacObjectTypeErr, audioObjectType outside 0 to 16; qorStsAacMaxSfbErr, maxSfb outside
- * 0 to 51; qorStsAacSampRateIdxErr, samplingRateIndex outside 0 to 11; qorStsNullPtrErr, scaleFlag
- * 0 and pChanInfo->pIcsInfo null, or scaleFlag 1 and pMainHeader null. In the stream:
- * qorStsNullPtrErr, LTP data and a null pMainHeader; qorStsErr, a section that ends above the band
- * count, or scaleFlag 1 and window groups that do not fit the window sequence.
+ * @param[in,out] ppBitStream   cursor: pointer to the pointer to the current byte
+ * @param[in,out] pOffset       cursor: bits of that byte in use, 0 to 7
+ * @param[in]     commonWin     1: `pChanInfo->pIcsInfo` is filled, by qorsDecodeChanPairElt_AAC; 0:
+ *                              the channel's own ics_info is read into it
+ * @param[in,out] pChanInfo     in: samplingRateIndex 0 to 11, predSfbMax 0 and pIcsInfo. Out:
+ *                              winLen, numWin, numSwb, global_gain, the three presence flags, the
+ *                              sections and, with tns_data_present, the TNS fields as
+ *                              qorsDecodeTNS_AAC_32s_I takes them. Without it only `n_filt[0]` is
+ *                              cleared
+ * @param[out]    pScaleFactor  max_sfb entries for each window group, without gaps, at most 120: 0
+ *                              for code book 0, the scale factor, 0 to 255, for 1 to 11, the
+ *                              running position of intensity for 14 and 15
+ * @param[out]    pSpectrum     1024 quantized values in Q0, up to 8191 in magnitude, pulses added
+ *                              behind that, grouped order; 0 where no section lies
+ * @param[out]    pSfbCb        code book of each band, in the order of pScaleFactor
+ * @param[out]    pTnsCoef      TNS coefficients in stream order, sign-extended; room for 60
+ * @retval qorStsNullPtrErr          any pointer null, `*ppBitStream` and `pChanInfo->pIcsInfo`
+ *                                   included
+ * @retval qorStsAacBitOffsetErr     `*pOffset` outside 0 to 7
+ * @retval qorStsAacCommonWindowErr  commonWin outside 0 to 1
+ * @retval qorStsAacSampRateIdxErr   samplingRateIndex outside 0 to 11
+ * @retval qorStsAacPredSfbErr       predSfbMax not 0
+ * @retval qorStsAacMaxSfbErr        from here on in the stream: max_sfb of a long block above 51;
+ *                                   max_sfb above the band count
+ * @retval qorStsAacSectionErr       the sections of a group do not end at max_sfb, or are more than
+ *                                   120 in all
+ * @retval qorStsAacCodebookErr      a band of code book 12 or 13
+ * @retval qorStsAacScaleFactorErr   a scale factor outside 0 to 255; of this and the status above
+ *                                   what the first such band gives
+ * @retval qorStsAacPulseErr         pulse data in a short block, or with a start band that does not
+ *                                   exist
+ * @retval qorStsAacTnsOrderErr      an order above 12, or above 7 in a short block
+ * @retval qorStsAacGainControlErr   gain control data
+ * @retval qorStsAacQuantMaxErr      an escape of more than 8 ones, above 8191: the pair that it
+ *                                   belongs to is not stored
+ * @retval qorStsAacPulseErr         a pulse behind coefficient 1023: those before it have been
+ *                                   added
+ * @source ISO/IEC 13818-7, clauses 6.3 and 9 to 11
  */
 QorStatus qorsNoiselessDecoder_LC_AAC(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s commonWin,
                                       QorAACChanInfo* pChanInfo, Qor16s* pScaleFactor,
                                       Qor32s* pSpectrum, Qor8u* pSfbCb, Qor8s* pTnsCoef);
+
+/**
+ * Reads an individual_channel_stream of the MPEG-4 object types, or a channel of a scalable layer.
+ *
+ * As qorsNoiselessDecoder_LC_AAC, with predictor data or long-term prediction, and with noise
+ * bands, those of code book 13. The first one of the call sets the running scale factor, which
+ * noise bands share with the spectrum bands, to its 9 bits - 346 + global_gain, untested; those
+ * after it add their difference and face the range test.
+ *
+ * @param[in,out] ppBitStream      cursor: pointer to the pointer to the current byte
+ * @param[in,out] pOffset          cursor: bits of that byte in use, 0 to 7
+ * @param[in,out] pMainHeader      scaleFlag 0, where the channel's own ics_info is read: both
+ *                                 ltp_data_present are cleared, LTP data go to `ltp[0]` and to
+ *                                 max_sfb and window_sequence; may be null while the stream has
+ *                                 none. scaleFlag 1, in: num_window_groups and window_group_length
+ * @param[out]    pScaleFactor     max_sfb entries for each window group, without gaps, at most 120,
+ *                                 or 8 * maxSfb with scaleFlag 1: 0 for code book 0, the running
+ *                                 scale factor for 1 to 11 and 13, the running position for 14 and
+ *                                 15
+ * @param[out]    pSpectrum        1024 quantized values in Q0, up to 8191 in magnitude, pulses
+ *                                 added behind that, grouped order; 0 where no section lies and in
+ *                                 bands of noise or intensity
+ * @param[out]    pSfbCb           code book of each band, in the order of pScaleFactor
+ * @param[out]    pTnsCoef         TNS coefficients in stream order, sign-extended; room for 60; not
+ *                                 written with scaleFlag 1
+ * @param[in,out] pChanInfo        in: samplingRateIndex 0 to 11, predSfbMax and, with scaleFlag 0,
+ *                                 pIcsInfo. Out as in the LC twin; with scaleFlag 1 the presence
+ *                                 flags and the TNS fields keep what they held
+ * @param[in]     windowSequence   0 to 3; in use with scaleFlag 1 only
+ * @param[in]     maxSfb           0 to 51; in use with scaleFlag 1 only
+ * @param[in]     commonWin        1: `pChanInfo->pIcsInfo` is filled, by
+ *                                 qorsDecodeChanPairElt_MP4_AAC; 0: the channel's own ics_info is
+ *                                 read into it; without effect with scaleFlag 1
+ * @param[in]     scaleFlag        1: a layer of a scalable stream, with the windows of the
+ *                                 arguments and of pMainHeader, whose data end without pulse, TNS
+ *                                 and gain control fields; else 0
+ * @param[in]     audioObjectType  0 to 16; 1: ics_info has predictor data, any other: LTP data
+ * @retval qorStsNullPtrErr          any pointer null but pMainHeader, `*ppBitStream` included
+ * @retval qorStsAacBitOffsetErr     `*pOffset` outside 0 to 7
+ * @retval qorStsAacCommonWindowErr  commonWin outside 0 to 1
+ * @retval qorStsAacWinSeqErr        windowSequence outside 0 to 3
+ * @retval qorStsAacScaleFlagErr     scaleFlag outside 0 to 1
+ * @retval qorStsAacObjectTypeErr    audioObjectType outside 0 to 16
+ * @retval qorStsAacMaxSfbErr        maxSfb outside 0 to 51
+ * @retval qorStsAacSampRateIdxErr   samplingRateIndex outside 0 to 11
+ * @retval qorStsNullPtrErr          scaleFlag 0 and `pChanInfo->pIcsInfo` null, or scaleFlag 1 and
+ *                                   pMainHeader null
+ * @retval qorStsAacMaxSfbErr        from here on in the stream: max_sfb of a long block above 51
+ * @retval qorStsNullPtrErr          ics_info read with predictor_data_present set, audioObjectType
+ *                                   not 1 and pMainHeader null
+ * @retval qorStsErr                 scaleFlag 1 and window groups that do not fit the window
+ *                                   sequence
+ * @retval qorStsAacSectionErr       the sections of a group do not end at max_sfb, or are more than
+ *                                   120 in all
+ * @retval qorStsAacCodebookErr      a band of code book 12
+ * @retval qorStsAacScaleFactorErr   a running scale factor outside 0 to 255; of this and the status
+ *                                   above what the first such band gives
+ * @retval qorStsAacPulseErr         scaleFlag 0: pulse data in a short block, or with a start band
+ *                                   that does not exist
+ * @retval qorStsAacTnsOrderErr      scaleFlag 0: an order above 12, or above 7 in a short block
+ * @retval qorStsAacGainControlErr   scaleFlag 0: gain control data
+ * @retval qorStsAacQuantMaxErr      an escape of more than 8 ones, above 8191: the pair that it
+ *                                   belongs to is not stored
+ * @retval qorStsErr                 a section that ends above the band count; of this and the
+ *                                   status above what comes first in the stream
+ * @retval qorStsAacPulseErr         scaleFlag 0: a pulse behind coefficient 1023: those before it
+ *                                   have been added
+ * @source ISO/IEC 14496-3, subpart 4
+ */
 QorStatus qorsNoiselessDecode_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
                                   QorAACMainHeader* pMainHeader, Qor16s* pScaleFactor,
                                   Qor32s* pSpectrum, Qor8u* pSfbCb, Qor8s* pTnsCoef,
                                   QorAACChanInfo* pChanInfo, Qor32s windowSequence, Qor32s maxSfb,
                                   Qor32s commonWin, Qor32s scaleFlag, Qor32s audioObjectType);
 
-/* --- spectral tools, MDCT --- */
+/** @} */
 
-/*
- * The tools work in 32-bit integers on the spectrum of one channel: 1024 coefficients in Q3 on the
- * scale of the standard (1.0 is 8), with no guard bits; additions wrap unless a function says
- * otherwise. From the noiseless decoder to the deinterleaving a block of short windows stands in
- * grouped order: for each group, band by band, the windows of the group one after the other. From
- * there on it stands in window order, 128 coefficients a window. Order of the calls:
- *
- *   qorsQuantInv_AAC_32s_I per channel; per pair qorsDecodeMsStereo_AAC_32s_I; in the Main profile
- *   the prediction of lines (qorsFDPInv_32f_I, in floats); per pair qorsDecodeIsStereo_AAC_32s (it
- *   reads the code books that qorsDecodeMsStereo_AAC_32s_I changes); short blocks:
- *   qorsDeinterleaveSpectrum_AAC_32s; noise substitution, in short blocks window by window; per
- *   channel long-term prediction, qorsDecodeTNS_AAC_32s_I, the synthesis, qorsLtpUpdate_AAC_32s.
- *
- * Arguments that mean the same everywhere:
- *   numWinGrp, pWinGrpLen   window groups, and the windows of each
- *   maxSfb                  bands in use per group
- *   samplingRateIndex       sampling_frequency_index, 0 to 11, chooses the band table
- *   winLen                  1024 long (one group), 128 short
- *   pScaleFactor, pSfbCb    scale factors and code books of the noiseless decoder: maxSfb entries
- *                           per group
- *   windowSequence          0 long, 1 long-start, 2 eight short, 3 long-stop
- *   windowShape             0 sine, 1 Kaiser-Bessel derived: the falling slope of this frame
- *   prevWindowShape         the frame before's windowShape: the rising slope
+/**
+ * @name Inverse quantization and order of windows
+ * @{
  */
 
-/*
- * Inverse quantization (13818-7 clause 10.3): every coefficient x of a band with code book 1 to 11
- * becomes sign(x) |x|^(4/3) 2^((scale factor - 100)/4) in Q3, truncated. In place, grouped order.
- * Bands of code book 0 and of 13 (noise), 14 and 15 (intensity), and what lies above the last band,
- * are left alone. Results that do not fit 32 bits have no meaning: magnitudes below 16 stop
- * growing, others wrap, or become 0x7FFFFFFF where they are shifted by 32 or more.
- * Errors, in order: qorStsNullPtrErr; qorStsAacWinLenErr, winLen not 128 or 1024;
- * qorStsAacWinGrpErr, numWinGrp not 1 for winLen 1024 or outside 1 to 8 for 128; qorStsAacMaxSfbErr,
- * maxSfb outside 0 to 51; qorStsAacSampRateIdxErr, samplingRateIndex outside 0 to 11;
- * qorStsAacMaxSfbErr, maxSfb above the band count; during the work qorStsAacQuantMaxErr, a
- * magnitude above 8191: the coefficients before it are converted.
+/**
+ * Turns quantized values into a spectrum in Q3: sign(x) |x|^(4/3) 2^((scale factor - 100)/4).
+ *
+ * Results are truncated. Bands of code book 0, of 13 (noise), 14 and 15 (intensity), and what lies
+ * above the last band, are left alone. Results that do not fit 32 bits have no meaning: magnitudes
+ * below 16 stop growing, others wrap, or become 0x7FFFFFFF where they are shifted by 32 or more.
+ *
+ * @param[in,out] pSrcDstSpectrum    1024 values in grouped order; in: quantized, 0 to 8191 in
+ *                                   magnitude; out: Q3
+ * @param[in]     pScaleFactor       scale factors, maxSfb entries per group
+ * @param[in]     numWinGrp          window groups, 1 for winLen 1024, 1 to 8 for 128
+ * @param[in]     pWinGrpLen         windows of each group, numWinGrp entries, in all 1024 / winLen
+ * @param[in]     maxSfb             bands in use per group, 0 to the band count
+ * @param[in]     pSfbCb             code books, maxSfb entries per group
+ * @param[in]     samplingRateIndex  sampling_frequency_index, 0 to 11
+ * @param[in]     winLen             1024 long, 128 short
+ * @retval qorStsNullPtrErr         any pointer null
+ * @retval qorStsAacWinLenErr       winLen not 128 or 1024
+ * @retval qorStsAacWinGrpErr       numWinGrp not 1 for winLen 1024, or outside 1 to 8 for 128
+ * @retval qorStsAacMaxSfbErr       maxSfb outside 0 to 51
+ * @retval qorStsAacSampRateIdxErr  samplingRateIndex outside 0 to 11
+ * @retval qorStsAacMaxSfbErr       maxSfb above the band count
+ * @retval qorStsAacQuantMaxErr     during the work: a magnitude above 8191 in a band of
+ *                                  coefficients; those before it are converted
+ * @source ISO/IEC 13818-7, clause 10.3
  */
 QorStatus qorsQuantInv_AAC_32s_I(Qor32s* pSrcDstSpectrum, const Qor16s* pScaleFactor,
                                  Qor32s numWinGrp, const Qor32s* pWinGrpLen, Qor32s maxSfb,
                                  const Qor8u* pSfbCb, Qor32s samplingRateIndex, Qor32s winLen);
 
-/*
- * The same power law for an encoder, in integers (Q0): pDst[i] = sign(x) |x|^(4/3) 2^(s/4),
- * truncated, for x = pSrc[i] in band b, groupLen * pBandOffset[b] <= i < groupLen *
- * pBandOffset[b + 1], and s = pScaleFactor[b] - offset - 4 * scaleFactor. Accurate for magnitudes
- * up to 16383; above, the result is defined but without meaning.
- *   pBandOffset  numBands + 1 offsets
- * Errors, in order: qorStsNullPtrErr, one of the four pointers; qorStsSizeErr, numBands or groupLen
- * negative.
+/**
+ * The power law for an encoder: sign(x) |x|^(4/3) 2^(s/4) in integers (Q0), with s =
+ * pScaleFactor[b] - offset - 4 * scaleFactor in band b.
+ *
+ * Results are truncated. They are accurate for magnitudes up to 16383; above, they are defined but
+ * without meaning, as are those that do not fit 32 bits (see qorsQuantInv_AAC_32s_I).
+ *
+ * @param[in]  pSrc          quantized values up to the last band's end
+ * @param[out] pDst          as many values in Q0; those outside the bands are not touched
+ * @param[in]  pScaleFactor  numBands scale factors, in quarters of a power of 2
+ * @param[in]  pBandOffset   numBands + 1 rising offsets: band b covers groupLen * pBandOffset[b] to
+ *                           groupLen * pBandOffset[b + 1] - 1
+ * @param[in]  offset        taken off each scale factor, in its unit
+ * @param[in]  numBands      0 or more
+ * @param[in]  groupLen      windows in the group, 0 or more
+ * @param[in]  scaleFactor   the results are divided by 2 to this power; any value
+ * @retval qorStsNullPtrErr  any pointer null
+ * @retval qorStsSizeErr     numBands or groupLen negative
+ * @source the power law of ISO/IEC 13818-7, clause 10.3
  */
 QorStatus qorsPow43Scale_16s32s_Sf(const Qor16s* pSrc, Qor32s* pDst, const Qor16s* pScaleFactor,
                                    const Qor32s* pBandOffset, Qor32s offset, Qor32s numBands,
                                    Qor32s groupLen, Qor32s scaleFactor);
 
-/*
- * Grouped order to window order, short blocks only (13818-7, 8.3.5): 1024 coefficients from pSrc to
- * pDst, which must not overlap. Above the last band every window of a group is cleared; windows
- * beyond the groups' are not touched.
- * Errors, in order: qorStsNullPtrErr; qorStsAacWinLenErr, winLen not 128; qorStsAacWinGrpErr,
- * numWinGrp outside 1 to 8; qorStsAacMaxSfbErr, maxSfb outside 0 to 51; qorStsAacSampRateIdxErr,
- * samplingRateIndex outside 0 to 11; qorStsAacMaxSfbErr, maxSfb above the count of short bands.
+/**
+ * Brings the spectrum of a short block from grouped order to window order.
+ *
+ * @param[in]  pSrc               1024 values in grouped order; must not overlap pDst
+ * @param[out] pDst               1024 values in window order, 128 a window. Above the last band
+ *                                every window of a group is cleared; windows beyond the groups' are
+ *                                not touched
+ * @param[in]  numWinGrp          window groups, 1 to 8
+ * @param[in]  pWinGrpLen         windows of each group, numWinGrp entries, in all 8
+ * @param[in]  maxSfb             bands in use per group, 0 to the count of short bands
+ * @param[in]  samplingRateIndex  sampling_frequency_index, 0 to 11
+ * @param[in]  winLen             128
+ * @retval qorStsNullPtrErr         any pointer null
+ * @retval qorStsAacWinLenErr       winLen not 128
+ * @retval qorStsAacWinGrpErr       numWinGrp outside 1 to 8
+ * @retval qorStsAacMaxSfbErr       maxSfb outside 0 to 51
+ * @retval qorStsAacSampRateIdxErr  samplingRateIndex outside 0 to 11
+ * @retval qorStsAacMaxSfbErr       maxSfb above the count of short bands
+ * @source ISO/IEC 13818-7, clause 8.3.5
  */
 QorStatus qorsDeinterleaveSpectrum_AAC_32s(const Qor32s* pSrc, Qor32s* pDst, Qor32s numWinGrp,
                                            const Qor32s* pWinGrpLen, Qor32s maxSfb,
                                            Qor32s samplingRateIndex, Qor32s winLen);
 
-/*
- * M/S stereo (13818-7 clause 12.1), in place, grouped order: left = L + R, right = L - R in the
- * bands that pMsUsed marks (ms_mask_present 1) or in all bands (2); never in noise bands. An
- * intensity band that pMsUsed marks with ms_mask_present 1 is not mixed: its code book in pSfbCb
- * changes from 14 to 15 or from 15 to 14.
- *   pMsUsed  one row of 60 bytes per group, not 0: marked
- *   pSfbCb   in, out: the code books of the right channel
- * Errors, in order: qorStsNullPtrErr; qorStsAacWinLenErr, qorStsAacWinGrpErr, qorStsAacMaxSfbErr
- * (outside 0 to 51) and qorStsAacSampRateIdxErr as in qorsQuantInv_AAC_32s_I; qorStsAacMsMaskErr,
- * ms_mask_present not 1 or 2; qorStsAacMaxSfbErr, maxSfb above the band count.
+/** @} */
+
+/**
+ * @name Stereo
+ * @{
+ */
+
+/**
+ * M/S stereo, in place: left = L + R, right = L - R in the bands that the mask marks
+ * (ms_mask_present 1) or in all bands (2), but never in bands of noise or intensity.
+ *
+ * An intensity band that pMsUsed marks with ms_mask_present 1 has its code book changed from 14 to
+ * 15 or from 15 to 14. Only the right channel's code books are looked at. Sums wrap.
+ *
+ * @param[in,out] pSrcDstL           1024 values, Q3, grouped order; out: left
+ * @param[in,out] pSrcDstR           the same; out: right
+ * @param[in]     ms_mask_present    1 or 2
+ * @param[in]     pMsUsed            one row of 60 bytes per group, a byte per band, not 0: marked;
+ *                                   not read for ms_mask_present 2
+ * @param[in,out] pSfbCb             code books of the right channel, maxSfb entries per group
+ * @param[in]     numWinGrp          window groups, 1 for winLen 1024, 1 to 8 for 128
+ * @param[in]     pWinGrpLen         windows of each group, numWinGrp entries, in all 1024 / winLen
+ * @param[in]     maxSfb             bands in use per group, 0 to the band count
+ * @param[in]     samplingRateIndex  sampling_frequency_index, 0 to 11
+ * @param[in]     winLen             1024 long, 128 short
+ * @retval qorStsNullPtrErr         any pointer null
+ * @retval qorStsAacWinLenErr       winLen not 128 or 1024
+ * @retval qorStsAacWinGrpErr       numWinGrp not 1 for winLen 1024, or outside 1 to 8 for 128
+ * @retval qorStsAacMaxSfbErr       maxSfb outside 0 to 51
+ * @retval qorStsAacSampRateIdxErr  samplingRateIndex outside 0 to 11
+ * @retval qorStsAacMsMaskErr       ms_mask_present not 1 or 2
+ * @retval qorStsAacMaxSfbErr       maxSfb above the band count
+ * @source ISO/IEC 13818-7, clause 12.1
  */
 QorStatus qorsDecodeMsStereo_AAC_32s_I(Qor32s* pSrcDstL, Qor32s* pSrcDstR, Qor32s ms_mask_present,
                                        Qor8u (*pMsUsed)[60], Qor8u* pSfbCb, Qor32s numWinGrp,
                                        const Qor32s* pWinGrpLen, Qor32s maxSfb,
                                        Qor32s samplingRateIndex, Qor32s winLen);
 
-/*
- * Intensity stereo (13818-7 clause 12.2), grouped order: in the bands of code book 15 the right
- * channel becomes the left one times 2^(-position/4), in those of code book 14 its negative. Other
- * bands of pDstR are not written.
- *   pScaleFactor  the right channel's: intensity positions
- *   pSfbCb        the right channel's code books, behind qorsDecodeMsStereo_AAC_32s_I
- * Errors, in order: qorStsNullPtrErr; qorStsAacWinLenErr, qorStsAacWinGrpErr, qorStsAacMaxSfbErr,
- * qorStsAacSampRateIdxErr, qorStsAacMaxSfbErr as in qorsQuantInv_AAC_32s_I.
+/**
+ * Intensity stereo: in the bands of code book 15 the right channel becomes the left one times
+ * 2^(-position/4), in those of code book 14 its negative.
+ *
+ * Results are truncated and wrap where they do not fit.
+ *
+ * @param[in]  pSrcL              left channel, 1024 values, Q3, grouped order
+ * @param[out] pDstR              right channel, as pSrcL; other bands are not written
+ * @param[in]  pScaleFactor       right channel's scale factors, here the intensity positions: -119
+ *                                to 135, beyond which shift counts are taken modulo 32; maxSfb
+ *                                entries per group
+ * @param[in]  pSfbCb             right channel's code books, behind qorsDecodeMsStereo_AAC_32s_I;
+ *                                maxSfb entries per group
+ * @param[in]  numWinGrp          window groups, 1 for winLen 1024, 1 to 8 for 128
+ * @param[in]  pWinGrpLen         windows of each group, numWinGrp entries, in all 1024 / winLen
+ * @param[in]  maxSfb             bands in use per group, 0 to the band count
+ * @param[in]  samplingRateIndex  sampling_frequency_index, 0 to 11
+ * @param[in]  winLen             1024 long, 128 short
+ * @retval qorStsNullPtrErr         any pointer null
+ * @retval qorStsAacWinLenErr       winLen not 128 or 1024
+ * @retval qorStsAacWinGrpErr       numWinGrp not 1 for winLen 1024, or outside 1 to 8 for 128
+ * @retval qorStsAacMaxSfbErr       maxSfb outside 0 to 51
+ * @retval qorStsAacSampRateIdxErr  samplingRateIndex outside 0 to 11
+ * @retval qorStsAacMaxSfbErr       maxSfb above the band count
+ * @source ISO/IEC 13818-7, clause 12.2
  */
 QorStatus qorsDecodeIsStereo_AAC_32s(const Qor32s* pSrcL, Qor32s* pDstR, const Qor16s* pScaleFactor,
                                      const Qor8u* pSfbCb, Qor32s numWinGrp,
                                      const Qor32s* pWinGrpLen, Qor32s maxSfb,
                                      Qor32s samplingRateIndex, Qor32s winLen);
 
-/*
- * Perceptual noise substitution (14496-3, PNS): fills the bands of code book 13 with noise of the
- * energy 2^(s/2) on the scale of the standard, s being the band's scale factor. With one group the
- * long-term prediction flags of these bands, pLtpFlag[band + 1], are cleared.
- *   pLtpFlag      ltp_long_used of the channel, or scratch of maxSfb + 1 entries
- *   pScaleFactor  maxSfb entries per window
- *   pRandomSeed   in, out: the state of the generator, one step per line made; any start value
+/** @} */
+
+/**
+ * @name Noise substitution
+ * @{
+ */
+/**
+ * Perceptual noise substitution: fills the bands of code book 13 with noise of the energy 2^(s/2)
+ * on the scale of the standard, s being the band's scale factor.
+ *
  * The walk over windows is that of a long block: behind each window the spectrum pointer moves on
- * by the start of its last band. For short blocks call it window by window, as one group of one
- * window, with that group's row of code books and scale factors and a scratch pLtpFlag.
+ * by the start of its last band, and pScaleFactor by maxSfb. For short blocks call it window by
+ * window, as one group of one window, with that group's row of code books and scale factors and a
+ * scratch pLtpFlag. maxSfb 0, and a rate from 12 on, which has no bands, change nothing; bands
+ * above the band count do not exist.
  *
- * qorsDecodeMsPNS_AAC_32s is the same for the channels of a pair. channel 0 stores the seed of each
- * band in pNoiseState (maxSfb entries per group); channel 1 makes the same noise again in the bands
- * where pMsUsed is 1 (the bands of channel 0 must hold noise there too), without a step of
- * *pRandomSeed. pMsUsed (rows of 60 bytes) is read for channel 1 only; these two pointers are not
- * tested.
+ * qorsDecodeMsPNS_AAC_32s does a channel of a pair: channel 0 stores the seed of each band, channel
+ * 1 makes the same noise again in the bands that the mask marks, without a step of `*pRandomSeed`.
+ * The bands of channel 0 must hold noise there too.
  *
- * Errors of both, in order: qorStsNullPtrErr (pSrcDst, pLtpFlag, pSfbCb, pScaleFactor, pWinGrpLen,
- * pRandomSeed); qorStsAacMaxSfbErr, maxSfb outside 0 to 51; qorStsAacWinGrpErr, numWinGrp outside 1
- * to 8; qorStsAacSampRateIdxErr, samplingRateIndex outside 0 to 16; qorStsAacWinLenErr, winLen not
- * 128 or 1024. maxSfb 0, and a rate from 12 on, which has no bands, change nothing; bands above the
- * band count do not exist.
+ * @param[in,out] pSrcDst            spectrum, 1024 values (128 for one short window), Q3, window
+ *                                   order
+ * @param[in,out] pLtpFlag           ltp_long_used of the channel, or scratch of maxSfb + 1 entries.
+ *                                   With numWinGrp 1 the flags of the bands of noise, entry band +
+ *                                   1, are cleared; otherwise not touched
+ * @param[in]     pSfbCb             code books, maxSfb entries per group
+ * @param[in]     pScaleFactor       scale factors, maxSfb entries per window; those of noise from 0
+ *                                   to 83: others give noise of some other level
+ * @param[in]     maxSfb             bands in use, 0 to 51
+ * @param[in]     numWinGrp          window groups, 1 to 8 for any winLen
+ * @param[in]     pWinGrpLen         windows of each group, numWinGrp entries
+ * @param[in]     samplingRateIndex  sampling_frequency_index, 0 to 11; 12 to 16 have no bands
+ * @param[in]     winLen             1024 long, 128 short
+ * @param[in,out] pRandomSeed        state of the generator, one step per line made; any start value
+ * @param[in]     channel            MsPNS: 0 or 1; any other value makes noise of its own
+ * @param[in]     pMsUsed            MsPNS: one row of 60 bytes per group, a byte per band, 1:
+ *                                   marked; read for channel 1 only
+ * @param[in,out] pNoiseState        MsPNS: maxSfb seeds per group, written by channel 0 in the
+ *                                   bands of noise, read by channel 1
+ * @retval qorStsNullPtrErr         any pointer null but pMsUsed and pNoiseState, which are not
+ *                                  tested
+ * @retval qorStsAacMaxSfbErr       maxSfb outside 0 to 51
+ * @retval qorStsAacWinGrpErr       numWinGrp outside 1 to 8
+ * @retval qorStsAacSampRateIdxErr  samplingRateIndex outside 0 to 16
+ * @retval qorStsAacWinLenErr       winLen not 128 or 1024
+ * @source ISO/IEC 14496-3, perceptual noise substitution; the generator is this library's own
  */
 QorStatus qorsDecodePNS_AAC_32s(Qor32s* pSrcDst, Qor32s* pLtpFlag, const Qor8u* pSfbCb,
                                 const Qor16s* pScaleFactor, Qor32s maxSfb, Qor32s numWinGrp,
@@ -1505,23 +1753,49 @@ QorStatus qorsDecodeMsPNS_AAC_32s(Qor32s* pSrcDst, Qor32s* pLtpFlag, const Qor8u
                                   const Qor32s* pWinGrpLen, Qor32s samplingRateIndex, Qor32s winLen,
                                   Qor32s* pRandomSeed, Qor32s channel, Qor8u (*pMsUsed)[60],
                                   Qor32s* pNoiseState);
+/** @} */
 
-/*
- * Temporal noise shaping (13818-7 clause 14), in place, window order: the decoder's all-pole
- * filters, the encoder's all-zero filters with the same coefficients.
- *   pNumFilt    filters of each window (8 entries for winLen 128, 1 for 1024): up to 1 or 3
- *   pLength, pOrder  bands and order of each filter, packed over all windows
- *   pCoefRes    3 or 4 for each window
- *   pCoef       `order` coefficients, -8 to 7, of each filter of non-zero order
- *   pDirection  of each filter of non-zero order: 0 upward, 1 downward
- *   profile     not read by the decoder
- * Errors, in order: qorStsNullPtrErr (the seven pointers); qorStsAacWinLenErr, winLen not 128 or
- * 1024; encoder only: qorStsAacTnsProfileErr, profile not 1; qorStsAacSampRateIdxErr,
- * samplingRateIndex outside 0 to 11; qorStsAacMaxSfbErr, maxSfb outside 0 to 51, then above the band
- * count. During the walk, with the filters before already applied: qorStsAacTnsNumFiltErr, a count
- * outside 0 to 1 (short) or 0 to 3; qorStsAacTnsLengthErr, a length outside 0 to the band count;
- * qorStsAacTnsOrderErr, an order outside 0 to 7 (short) or 0 to 12; for a filter of non-zero order
- * qorStsAacTnsCoefResErr, qorStsAacTnsCoefErr, qorStsAacTnsDirectionErr.
+/**
+ * @name Temporal noise shaping
+ * @{
+ */
+/**
+ * Temporal noise shaping, in place: the decoder's all-pole filters, or the encoder's all-zero
+ * filters with the same coefficients.
+ *
+ * Filters reach up to the smaller of maxSfb and the standard's limit for the rate and window. Each
+ * starts with a cleared state; results are truncated and wrap. A filter of order 0 takes an entry
+ * of pLength and pOrder and does nothing. Without TNS data (tns_data_present 0) do not call: the
+ * noiseless decoders then leave the arrays but for the first count as they were.
+ *
+ * @param[in,out] pSrcDstSpectrum    1024 values, window order, in any scale; Q3 in a decoder
+ * @param[in]     pNumFilt           filters of each window, 1 entry for winLen 1024, 8 for 128: 0
+ *                                   to 3 long, 0 to 1 short
+ * @param[in]     pLength            length of each filter in bands, packed over all windows; from
+ *                                   the top band down, 0 to the band count
+ * @param[in]     pOrder             order of each filter, packed in the same way: 0 to 12 long, 0
+ *                                   to 7 short
+ * @param[in]     pCoefRes           3 or 4 for each window; read with a filter of non-zero order
+ *                                   only
+ * @param[in]     pCoef              coefficients, `order` of them for each filter: -8 to 7
+ * @param[in]     pDirection         of each filter of non-zero order: 0 upward, 1 downward
+ * @param[in]     maxSfb             bands in use, 0 to the band count
+ * @param[in]     profile            encoder: 1; the decoder does not read it
+ * @param[in]     samplingRateIndex  sampling_frequency_index, 0 to 11
+ * @param[in]     winLen             1024 long, 128 short
+ * @retval qorStsNullPtrErr          any pointer null
+ * @retval qorStsAacWinLenErr        winLen not 128 or 1024
+ * @retval qorStsAacTnsProfileErr    encoder only: profile not 1
+ * @retval qorStsAacSampRateIdxErr   samplingRateIndex outside 0 to 11
+ * @retval qorStsAacMaxSfbErr        maxSfb outside 0 to 51; maxSfb above the band count
+ * @retval qorStsAacTnsNumFiltErr    from here on during the walk, with the filters before already
+ *                                   applied: a window's count outside 0 to 3, or 0 to 1 short
+ * @retval qorStsAacTnsLengthErr     a length outside 0 to the band count
+ * @retval qorStsAacTnsOrderErr      an order outside 0 to 12, or 0 to 7 short
+ * @retval qorStsAacTnsCoefResErr    order not 0: coef_res not 3 or 4
+ * @retval qorStsAacTnsCoefErr       a coefficient outside -8 to 7
+ * @retval qorStsAacTnsDirectionErr  order not 0: direction not 0 or 1
+ * @source ISO/IEC 13818-7, clause 14
  */
 QorStatus qorsDecodeTNS_AAC_32s_I(Qor32s* pSrcDstSpectrum, const Qor32s* pNumFilt,
                                   const Qor32s* pLength, const Qor32s* pOrder,
@@ -1533,84 +1807,183 @@ QorStatus qorsEncodeTNS_AAC_32s_I(Qor32s* pSrcDstSpectrum, const Qor32s* pNumFil
                                   const Qor32s* pCoefRes, const Qor8s* pCoef,
                                   const Qor32s* pDirection, Qor32s maxSfb, Qor32s profile,
                                   Qor32s samplingRateIndex, Qor32s winLen);
+/** @} */
 
-/*
- * Synthesis (13818-7 clause 15): inverse MDCT, window, overlap-add, rounding of the sums in Q3 to
- * 16-bit PCM with saturation.
- *   pSrc      1024 coefficients in Q3, window order; destroyed
- *   pDst      1024 samples at a stride of pcmMode
- *   pOverlap  1024 values of the channel in Q3, in, out; cleared before the first frame
- *   pcmMode   1 planar, 2 interleaved: the samples between are not touched
+/**
+ * @name Filter bank
+ * @{
+ */
+
+/**
+ * Synthesis to PCM: inverse MDCT, window, overlap-add, rounding of the sums in Q3 to 16 bits with
+ * saturation.
+ *
  * The transform measures the spectrum and takes bits off it where the FFT would overflow. One so
- * loud that the sum of magnitudes behind its first rotation reaches 2^34 (2^31 in a short block)
- * comes out twice as loud.
- * Errors, in order: qorStsNullPtrErr; qorStsAacWinSeqErr, windowSequence outside 0 to 3;
- * qorStsAacWinShapeErr, a shape not 0 or 1; qorStsAacPcmModeErr, pcmMode not 1 or 2.
+ * loud that the sum of magnitudes behind its first rotation, which divides by 4, reaches 2^34 (2^31
+ * in a short window) comes out twice as loud. Of eight short windows only the first rises with
+ * prevWindowShape.
+ *
+ * @param[in,out] pSrc             1024 coefficients, Q3, window order; destroyed
+ * @param[out]    pDst             1024 samples, pcmMode apart, full scale 32768; those between are
+ *                                 not touched
+ * @param[in,out] pOverlap         1024 values of the channel, Q3; cleared before the first frame
+ * @param[in]     windowSequence   0 long, 1 long-start, 2 eight short, 3 long-stop
+ * @param[in]     windowShape      falling slope: 0 sine, 1 Kaiser-Bessel derived
+ * @param[in]     prevWindowShape  rising slope: windowShape of the frame before
+ * @param[in]     pcmMode          1 planar, 2 interleaved
+ * @retval qorStsNullPtrErr      any pointer null
+ * @retval qorStsAacWinSeqErr    windowSequence outside 0 to 3
+ * @retval qorStsAacWinShapeErr  windowShape or prevWindowShape not 0 or 1
+ * @retval qorStsAacPcmModeErr   pcmMode not 1 or 2
+ * @source ISO/IEC 13818-7, clause 15
  */
 QorStatus qorsMDCTInv_AAC_32s16s(Qor32s* pSrc, Qor16s* pDst, Qor32s* pOverlap,
                                  Qor32s windowSequence, Qor32s windowShape, Qor32s prevWindowShape,
                                  Qor32s pcmMode);
 
-/*
- * A pair of transforms for a 32-bit signal path, in place. The forward one takes 2048 samples, or
- * for windowSequence 2 the 256 of one short window, and gives 1024 or 128 coefficients, the
- * standard's divided by 4096 or 512 (twice the window length); what follows them in the array is
- * then without meaning. The inverse one takes 1024 coefficients, window order, and gives 1024
- * samples; pOverlap as above, in its scale. Forward and inverse with overlap give the input times
- * 2^-7. The forward transform guards itself against overflow as the synthesis to PCM does; the
- * inverse one does not: the sum of magnitudes behind its first rotation, which divides by 4, must
- * stay below 2^29. Sums wrap.
- * Errors, in order: qorStsNullPtrErr; qorStsAacWinSeqErr; qorStsAacWinShapeErr; qorStsSizeErr, len
- * not 1024 (inverse) or 2048 (forward, also for a short window).
+/**
+ * Synthesis for a 32-bit signal path, in place; the counterpart of qorsMDCTFwd_AAC_32s_I.
+ *
+ * Forward and inverse with overlap give the input times 2^-7. Nothing guards against overflow: the
+ * sum of magnitudes behind the first rotation, which divides by 4, must stay below 2^29. Sums wrap.
+ * Of eight short windows only the first rises with prevWindowShape.
+ *
+ * @param[in,out] pSrcDst          in: 1024 coefficients, window order; out: 1024 samples, not
+ *                                 saturated
+ * @param[in,out] pOverlap         1024 values of the channel in the scale of the samples; cleared
+ *                                 before the first frame
+ * @param[in]     windowSequence   0 long, 1 long-start, 2 eight short, 3 long-stop
+ * @param[in]     windowShape      falling slope: 0 sine, 1 Kaiser-Bessel derived
+ * @param[in]     prevWindowShape  rising slope: windowShape of the frame before
+ * @param[in]     len              1024
+ * @retval qorStsNullPtrErr      any pointer null
+ * @retval qorStsAacWinSeqErr    windowSequence outside 0 to 3
+ * @retval qorStsAacWinShapeErr  windowShape or prevWindowShape not 0 or 1
+ * @retval qorStsSizeErr         len not 1024
+ * @source the transform of ISO/IEC 13818-7, clause 15, in a scale of this library's own
  */
 QorStatus qorsMDCTInv_AAC_32s_I(Qor32s* pSrcDst, Qor32s* pOverlap, Qor32s windowSequence,
                                 Qor32s windowShape, Qor32s prevWindowShape, Qor32s len);
+
+/**
+ * Analysis for a 32-bit signal path, in place: window and forward MDCT, the standard's coefficients
+ * divided by 4096, or by 512 in a short window (twice the window's length).
+ *
+ * For windowSequence 2 a call handles one short window, both slopes as the arguments say. The
+ * transform guards itself against overflow as qorsMDCTInv_AAC_32s16s does, and loses bits there.
+ *
+ * @param[in,out] pSrcDst          in: 2048 samples in any scale, or the 256 of a short window; out:
+ *                                 1024 or 128 coefficients, divided as above; what follows them of
+ *                                 the samples has no meaning
+ * @param[in]     windowSequence   0 long, 1 long-start, 2 one of eight short, 3 long-stop
+ * @param[in]     windowShape      falling slope: 0 sine, 1 Kaiser-Bessel derived
+ * @param[in]     prevWindowShape  rising slope: windowShape of the frame before
+ * @param[in]     len              2048, also for a short window
+ * @retval qorStsNullPtrErr      pSrcDst null
+ * @retval qorStsAacWinSeqErr    windowSequence outside 0 to 3
+ * @retval qorStsAacWinShapeErr  windowShape or prevWindowShape not 0 or 1
+ * @retval qorStsSizeErr         len not 2048
+ * @source the transform of ISO/IEC 13818-7, clause 15, in a scale of this library's own
+ */
 QorStatus qorsMDCTFwd_AAC_32s_I(Qor32s* pSrcDst, Qor32s windowSequence, Qor32s windowShape,
                                 Qor32s prevWindowShape, Qor32s len);
 
-/*
- * Forward window and MDCT of the standard, for long-term prediction: a Q3 signal gives a Q3
- * spectrum. For windowSequence 2 a call handles one short window: 256 samples, 128 coefficients,
- * both slopes as the arguments say. Nothing guards against overflow.
- *   pSrc      2048 samples
- *   pDst      1024 coefficients
- *   pTimeRef  must not be null; not read
- *   pWork     scratch of 2048
- * Errors, in order: qorStsNullPtrErr; qorStsAacWinSeqErr; qorStsAacWinShapeErr.
+/**
+ * Window and forward MDCT of the standard, for long-term prediction: a Q3 signal gives a Q3
+ * spectrum.
+ *
+ * For windowSequence 2 a call handles one short window, both slopes as the arguments say. Nothing
+ * guards against overflow.
+ *
+ * @param[in]  pSrc             2048 samples, Q3, or the 256 of a short window
+ * @param[out] pDst             1024 coefficients, Q3, or 128
+ * @param[in]  pTimeRef         must not be null; not read
+ * @param[in]  windowSequence   0 long, 1 long-start, 2 one of eight short, 3 long-stop
+ * @param[in]  windowShape      falling slope: 0 sine, 1 Kaiser-Bessel derived
+ * @param[in]  prevWindowShape  rising slope: windowShape of the frame before
+ * @param[out] pWork            scratch of 2048
+ * @retval qorStsNullPtrErr      any pointer null
+ * @retval qorStsAacWinSeqErr    windowSequence outside 0 to 3
+ * @retval qorStsAacWinShapeErr  windowShape or prevWindowShape not 0 or 1
+ * @source ISO/IEC 14496-3, long-term prediction, with the windows of ISO/IEC 13818-7, clause 15
  */
 QorStatus qorsMDCTFwd_AAC_32s(const Qor32s* pSrc, Qor32s* pDst, const Qor32s* pTimeRef,
                               Qor32s windowSequence, Qor32s windowShape, Qor32s prevWindowShape,
                               Qor32s* pWork);
 
-/*
- * Long-term prediction (14496-3, LTP), three steps in Q3. The history of a channel is 3072 samples,
- * cleared before the first frame: the frame before last, the last reconstructed frame, and the
- * windowed second half of the latest inverse transform, not yet overlapped.
+/** @} */
+
+/**
+ * @name Long-term prediction
+ * @{
+ */
+
+/**
+ * The estimate of a block from the channel's history, times ltp_coef and truncated.
  *
- * qorsLongTermPredict_AAC_32s: the estimate, 2048 samples from history position 2048 - ltp_lag, or
- * for windowSequence 2 and each window w with ltp_short_used[w] 256 samples from position 2816 -
- * ltp_short_lag[w] at 256 w (other windows are not touched), times ltp_coef in Q14, truncated. What
- * lies behind the history's end is 0. qorsMDCTFwd_AAC_32s then makes its spectrum.
+ * It is 2048 samples from history position 2048 - ltp_lag; for windowSequence 2 and each window w
+ * with ltp_short_used[w], 256 samples from position 2816 - ltp_short_lag[w]. What lies behind the
+ * history's end is 0. qorsMDCTFwd_AAC_32s makes its spectrum.
  *
- * qorsLongTermReconstruct_AAC_32s: adds the estimate's spectrum to the channel's in the long bands
- * 0 to 39 with pLtpUsed[band + 1] set (ltp_long_used), or in the first 8 short bands of the windows
- * with pLtpUsed[window] set (ltp_short_used). Sums wrap. Rate index 12 has no bands: nothing is
- * added.
- *
- * qorsLtpUpdate_AAC_32s: moves the history on by a frame and appends the frame of the final
- * spectrum, behind TNS; its additions saturate. In a block of short windows every window rises with
- * prevWindowShape. pWork is scratch of 6144.
- *
- * Errors, in order: qorStsNullPtrErr; qorStsAacWinSeqErr; then qorStsAacSampRateIdxErr,
- * samplingRateIndex outside 0 to 12 (reconstruction), or qorStsAacWinShapeErr (update).
+ * @param[in]  pHistory        3072 samples, Q3, cleared before the first frame: the frame before
+ *                             last, the last reconstructed frame, and the windowed second half of
+ *                             the latest inverse transform, not yet overlapped
+ * @param[out] pEstimate       2048 samples, Q3; for windowSequence 2 window w from 256 * w on,
+ *                             those of other windows are not touched
+ * @param[in]  pLtpInfo        ltp_coef in Q14 and ltp_lag, 0 to 2048, or ltp_short_used and
+ *                             ltp_short_lag, up to 2816
+ * @param[in]  windowSequence  0 long, 1 long-start, 2 eight short, 3 long-stop
+ * @retval qorStsNullPtrErr    any pointer null
+ * @retval qorStsAacWinSeqErr  windowSequence outside 0 to 3
+ * @source ISO/IEC 14496-3, long-term prediction
  */
 QorStatus qorsLongTermPredict_AAC_32s(const Qor32s* pHistory, Qor32s* pEstimate,
                                       const QorAACLtpInfo* pLtpInfo, Qor32s windowSequence);
+
+/**
+ * Adds the estimate's spectrum to the channel's: in the long bands 0 to 39 whose flag is set, or in
+ * the first 8 short bands of the windows whose flag is set.
+ *
+ * Sums wrap.
+ *
+ * @param[in]     pEstimateSpectrum  1024 coefficients, Q3, window order
+ * @param[in,out] pSrcDstSpectrum    the same, of the channel
+ * @param[in]     pLtpUsed           ltp_long_used, 41 entries, entry band + 1; for windowSequence 2
+ *                                   ltp_short_used, 8 entries
+ * @param[in]     windowSequence     0 long, 1 long-start, 2 eight short, 3 long-stop
+ * @param[in]     samplingRateIndex  sampling_frequency_index, 0 to 11; 12 has no bands: nothing is
+ *                                   added
+ * @retval qorStsNullPtrErr         any pointer null
+ * @retval qorStsAacWinSeqErr       windowSequence outside 0 to 3
+ * @retval qorStsAacSampRateIdxErr  samplingRateIndex outside 0 to 12
+ * @source ISO/IEC 14496-3, long-term prediction
+ */
 QorStatus qorsLongTermReconstruct_AAC_32s(const Qor32s* pEstimateSpectrum, Qor32s* pSrcDstSpectrum,
                                           const Qor32s* pLtpUsed, Qor32s windowSequence,
                                           Qor32s samplingRateIndex);
+
+/**
+ * Moves the history on by a frame and appends the frame of the final spectrum, behind TNS.
+ *
+ * Additions saturate. In a block of short windows every window rises with prevWindowShape.
+ *
+ * @param[in]     pSpectrum        1024 coefficients, Q3, window order
+ * @param[in,out] pHistory         3072 samples, Q3, as in qorsLongTermPredict_AAC_32s
+ * @param[in]     windowSequence   0 long, 1 long-start, 2 eight short, 3 long-stop
+ * @param[in]     windowShape      falling slope: 0 sine, 1 Kaiser-Bessel derived
+ * @param[in]     prevWindowShape  rising slope: windowShape of the frame before
+ * @param[out]    pWork            scratch of 6144
+ * @retval qorStsNullPtrErr      any pointer null
+ * @retval qorStsAacWinSeqErr    windowSequence outside 0 to 3
+ * @retval qorStsAacWinShapeErr  windowShape or prevWindowShape not 0 or 1
+ * @source ISO/IEC 14496-3, long-term prediction
+ */
 QorStatus qorsLtpUpdate_AAC_32s(const Qor32s* pSpectrum, Qor32s* pHistory, Qor32s windowSequence,
                                 Qor32s windowShape, Qor32s prevWindowShape, Qor32s* pWork);
+
+/** @} */
+
+/** @} */
 
 /* ================================================================ AAC prediction ============ */
 
