@@ -1987,82 +1987,173 @@ QorStatus qorsLtpUpdate_AAC_32s(const Qor32s* pSpectrum, Qor32s* pHistory, Qor32
 
 /* ================================================================ AAC prediction ============ */
 
+/**
+ * @addtogroup aacpred
+ * @{
+ */
+
 /*
- * Frequency-domain prediction of the AAC Main profile (ISO/IEC 13818-7, clause "Prediction"): for
- * each spectral line a backward-adaptive lattice predictor of second order, in 32-bit floats. The
- * encoder takes each line's estimate off its coefficient; the decoder adds it. Both adapt to the
- * reconstructed spectrum alone, so no coefficients travel. Each operation is rounded on its own, the
- * estimate is rounded and the state cut to 16 bits of each float: as long as both sides see the same
- * spectra they stay in step to the bit, on any machine.
+ * Frequency-domain prediction of the AAC Main profile: for each spectral line a backward-adaptive
+ * lattice predictor of second order, in 32-bit floats. The encoder takes each line's estimate off
+ * its coefficient; the decoder adds it. Both adapt to the reconstructed spectrum alone, so no
+ * coefficients travel. Each operation is rounded on its own, the estimate is rounded and the state
+ * cut to 16 bits of each float: as long as both sides see the same spectra they stay in step to the
+ * bit, on any machine.
  *
  * A state belongs to one channel. It holds for `len` lines two correlations, two energies and two
  * delayed values, after a reset 0, 1 and 0. An energy below 2, in units of the spectrum given,
- * predicts nothing. A state cannot be moved or copied, and is for one thread at a time.
+ * predicts nothing. A state cannot be moved or copied to another place, and is for one thread at a
+ * time.
  */
 
-/*
- * GetSize: bytes of the memory of a state, len * 24 + 288.
- *   qorStsNullPtrErr        pSize is null
- *   qorStsSizeErr           len is below 1, or the size beyond 32 bits
+/**
+ * @name State
+ * @{
+ */
+
+/**
+ * Tells the bytes of memory that a state takes: len * 24 + 288.
+ *
+ * @param[in]  len    lines, 1 to 89478473
+ * @param[out] pSize  bytes, the slack for alignment included
+ * @retval qorStsNullPtrErr  pSize null
+ * @retval qorStsSizeErr     len below 1, or above 89478473, where the size passes 31 bits
+ * @source this library's own context life cycle
  */
 QorStatus qorsFDPGetSize_32f(Qor32s len, Qor32s* pSize);
 
-/*
- * Init builds a state in `pMem`, reset, at the first multiple of 32 bytes, and stores its place in
- * *ppState. It needs no Free.
- *   qorStsNullPtrErr        ppState or pMem is null
- *   qorStsSizeErr           as above
+/**
+ * Builds a state in the caller's memory, reset. It needs no Free.
+ *
+ * @param[out] ppState  the state's place, the first multiple of 32 bytes in pMem
+ * @param[in]  len      lines, 1 to 89478473
+ * @param[out] pMem     memory of the size that qorsFDPGetSize_32f tells, at any address; the
+ *                      caller's, to be kept as long as the state
+ * @retval qorStsNullPtrErr  any pointer null
+ * @retval qorStsSizeErr     len outside 1 to 89478473
+ * @source this library's own context life cycle
  */
 QorStatus qorsFDPInit_32f(QorsFDPState_32f** ppState, Qor32s len, Qor8u* pMem);
 
-/*
- * InitAlloc does the same in memory of its own.
- *   qorStsNullPtrErr        ppState is null
- *   qorStsSizeErr           as above
- *   qorStsMemAllocErr       the allocation failed
+/**
+ * Builds a state in memory of its own, reset, to be ended with qorsFDPFree_32f.
+ *
+ * @param[out] ppState  the state; not written on failure
+ * @param[in]  len      lines, 1 to 89478473
+ * @retval qorStsNullPtrErr   ppState null
+ * @retval qorStsSizeErr      len outside 1 to 89478473
+ * @retval qorStsMemAllocErr  the allocation failed
+ * @source this library's own context life cycle
  */
 QorStatus qorsFDPInitAlloc_32f(QorsFDPState_32f** ppState, Qor32s len);
 
-/*
- * Free ends a state: no function accepts it any more. What InitAlloc allocated is released.
- *   qorStsNullPtrErr        pState is null
- *   qorStsContextMatchErr   pState is not a state
+/**
+ * Ends a state: no function accepts it any more. What InitAlloc allocated is released.
+ *
+ * @param[in,out] pState  the state
+ * @retval qorStsNullPtrErr       pState null
+ * @retval qorStsContextMatchErr  pState is not a state
+ * @source this library's own context life cycle
  */
 QorStatus qorsFDPFree_32f(QorsFDPState_32f* pState);
 
-/*
- * Resets of all lines, as a block of short windows asks; of the lines startLine, startLine +
- * resetGroupStep and so on below len, which may be none (predictor_reset: a step of 30 from
- * predictor_reset_group_number - 1); and of the bands b with pResetFlag[b] not 0, lines
- * pBandOffset[b] to pBandOffset[b + 1] - 1.
- *   pBandOffset  numBands + 1 rising offsets from 0 to len
- * Errors, in order: qorStsNullPtrErr; qorStsSizeErr, startLine below 0 or numBands below 1;
- * qorStsStepErr, resetGroupStep below 1; qorStsContextMatchErr, pState is not a state.
+/** @} */
+
+/**
+ * @name Resets
+ * @{
+ */
+
+/**
+ * Resets all lines, as a block of short windows asks.
+ *
+ * @param[in,out] pState  the state
+ * @retval qorStsNullPtrErr       pState null
+ * @retval qorStsContextMatchErr  pState is not a state
+ * @source ISO/IEC 13818-7, clause "Prediction"
  */
 QorStatus qorsFDPReset_32f(QorsFDPState_32f* pState);
+
+/**
+ * Resets the lines startLine, startLine + resetGroupStep and so on below the state's count, which
+ * may be none.
+ *
+ * predictor_reset asks for a step of 30 from predictor_reset_group_number - 1.
+ *
+ * @param[in]     resetGroupStep  lines from one to the next, 1 or more
+ * @param[in]     startLine       first line, 0 or more
+ * @param[in,out] pState          the state
+ * @retval qorStsNullPtrErr       pState null
+ * @retval qorStsSizeErr          startLine below 0
+ * @retval qorStsStepErr          resetGroupStep below 1
+ * @retval qorStsContextMatchErr  pState is not a state
+ * @source ISO/IEC 13818-7, clause "Prediction"
+ */
 QorStatus qorsFDPResetGroup_32f(Qor32s resetGroupStep, Qor32s startLine, QorsFDPState_32f* pState);
+
+/**
+ * Resets the lines of bands.
+ *
+ * @param[in]     pBandOffset  numBands + 1 rising offsets from 0 to the state's count of lines:
+ *                             band b covers pBandOffset[b] to pBandOffset[b + 1] - 1; not tested
+ * @param[in]     numBands     1 or more
+ * @param[in]     pResetFlag   numBands bytes, not 0: reset the band
+ * @param[in,out] pState       the state
+ * @retval qorStsNullPtrErr       any pointer null
+ * @retval qorStsSizeErr          numBands below 1
+ * @retval qorStsContextMatchErr  pState is not a state
+ * @source ISO/IEC 13818-7, clause "Prediction"
+ */
 QorStatus qorsFDPResetSfb_32f(const Qor32s* pBandOffset, Qor32s numBands, const Qor8u* pResetFlag,
                               QorsFDPState_32f* pState);
 
-/*
- * Encoder side: pDst[i] = pSrc[i] - estimate for all `len` lines, which adapt to pSrc. pSrc and pDst
- * are the same or do not overlap.
- * Errors, in order: qorStsNullPtrErr; qorStsContextMatchErr, pState is not a state.
- * Success: qorStsNoErr; qorStsAlignmentWarn when pSrc or pDst is not on a 16-byte boundary.
+/** @} */
+
+/**
+ * @name Prediction
+ * @{
+ */
+
+/**
+ * Encoder side: takes the estimates off the lines, pDst[i] = pSrc[i] - estimate, and adapts to
+ * pSrc.
+ *
+ * @param[in]     pSrc    spectrum, as many lines as the state has, on the scale of the standard
+ * @param[out]    pDst    as many residuals; the same as pSrc or without overlap
+ * @param[in,out] pState  the state
+ * @retval qorStsNullPtrErr       any pointer null
+ * @retval qorStsContextMatchErr  pState is not a state
+ * @retval qorStsAlignmentWarn    success; pSrc or pDst not on a 16-byte boundary
+ * @source ISO/IEC 13818-7, clause "Prediction"
  */
 QorStatus qorsFDPFwd_32f(const Qor32f* pSrc, Qor32f* pDst, QorsFDPState_32f* pState);
 
-/*
- * Decoder side, in place: adds the estimate to the lines of the bands b with pPredictionUsed[b] not
- * 0; the lines of other bands keep their value. All lines of the bands adapt to what then stands
- * there, lines outside the bands are left alone.
- *   pBandOffset  numBands + 1 rising offsets from 0 to len
- * Errors, in order: qorStsNullPtrErr; qorStsSizeErr, numBands below 1; qorStsContextMatchErr, pState
- * is not a state. Success: qorStsNoErr; qorStsAlignmentWarn when pSrcDst is not on a 16-byte
- * boundary.
+/**
+ * Decoder side, in place: adds the estimates to the lines of the bands that use prediction.
+ *
+ * The lines of other bands keep their value. All lines of the bands adapt to what then stands
+ * there; lines outside the bands are left alone, and so are their predictors.
+ *
+ * @param[in,out] pSrcDst          lines from 0 to the last band's end, on the scale of the
+ *                                 standard; in: residuals; out: spectrum
+ * @param[in]     pBandOffset      numBands + 1 rising offsets from 0 to the state's count of lines:
+ *                                 band b covers pBandOffset[b] to pBandOffset[b + 1] - 1; not
+ *                                 tested
+ * @param[in]     numBands         1 or more
+ * @param[in]     pPredictionUsed  numBands bytes, not 0: the band uses prediction
+ * @param[in,out] pState           the state
+ * @retval qorStsNullPtrErr       any pointer null
+ * @retval qorStsSizeErr          numBands below 1
+ * @retval qorStsContextMatchErr  pState is not a state
+ * @retval qorStsAlignmentWarn    success; pSrcDst not on a 16-byte boundary
+ * @source ISO/IEC 13818-7, clause "Prediction"
  */
 QorStatus qorsFDPInv_32f_I(Qor32f* pSrcDst, const Qor32s* pBandOffset, Qor32s numBands,
                            const Qor8u* pPredictionUsed, QorsFDPState_32f* pState);
+
+/** @} */
+
+/** @} */
 
 /* ================================================================ MP3 encoding ============== */
 
