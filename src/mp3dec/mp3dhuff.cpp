@@ -180,17 +180,20 @@ RegionEnds switchedRegionsSfbMbp(const QorMP3SideInfo& side, const Qor16s* pLong
 
 // --- one granule and channel ------------------------------------------------------------------
 
+int regionCount(const QorMP3SideInfo& side) { return side.window_switching_flag ? 2 : 3; }
+
+// A spectrum of no bits is silent, whatever regions it is said to have. No band table is read.
+QorStatus decodeNothing(Qor32s* pDstIs, Qor32s* pDstNonZeroBound, const QorMP3SideInfo& side) {
+    for (int region = 0; region < regionCount(side); ++region)
+        if (outside(side.table_select[region], 0, 31)) return qorStsMp3SideInfoErr;
+    std::fill_n(pDstIs, kLines, 0);
+    *pDstNonZeroBound = 0;
+    return qorStsNoErr;
+}
+
 QorStatus decode(Qor8u** ppBitStream, Qor32s* pOffset, Qor32s* pDstIs, Qor32s* pDstNonZeroBound,
                  const QorMP3SideInfo& side, int hufSize, RegionEnds ends) {
-    const int regions = side.window_switching_flag ? 2 : 3;
-    if (hufSize == 0) {
-        for (int region = 0; region < regions; ++region)
-            if (outside(side.table_select[region], 0, 31)) return qorStsMp3SideInfoErr;
-        std::fill_n(pDstIs, kLines, 0);
-        *pDstNonZeroBound = 0;
-        return qorStsNoErr;
-    }
-
+    const int regions = regionCount(side);
     // A region of an odd size takes a whole pair more, as long as there is room.
     const int bigValues = 2 * side.big_values;
     const int end[3] = {std::min(ends.end0, bigValues), std::min(ends.end1, bigValues), bigValues};
@@ -264,6 +267,7 @@ QorStatus qorsHuffmanDecodeSfb_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset, Q
         return qorStsMp3FrameHeaderErr;
     if (badRegionCounts(side)) return qorStsMp3SideInfoErr;
     if (side.window_switching_flag == 1 && side.block_type == 0) return qorStsMp3SideInfoErr;
+    if (hufSize == 0) return decodeNothing(pDstIs, pDstNonZeroBound, side);
 
     const int row = header.id * 3 + header.sampling_frequency;
     const RegionEnds ends = side.window_switching_flag ? switchedRegionsSfb(side, header.id)
@@ -294,6 +298,7 @@ QorStatus qorsHuffmanDecodeSfbMbp_MP3_1u32s(Qor8u** ppBitStream, Qor32s* pOffset
     if (outside(side.count1table_select, 0, 1)) return qorStsMp3SideInfoErr;
     if (outside(hufSize, 0, side.part2_3_length)) return qorStsMp3SideInfoErr;
     if (badRegionCounts(side)) return qorStsMp3SideInfoErr;
+    if (hufSize == 0) return decodeNothing(pDstIs, pDstNonZeroBound, side);
 
     const int row = header.id * 3 + header.sampling_frequency;
     const RegionEnds ends =

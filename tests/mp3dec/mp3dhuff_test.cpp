@@ -44,6 +44,7 @@ struct Call {
     QorMP3FrameHeader head{};
     int hufSize = 0;
     Tables tables;
+    bool withoutTables = false;
 
     Call() {
         side.part2_3_length = 4095;
@@ -57,11 +58,13 @@ struct Call {
                 return qorsHuffmanDecode_MP3_1u32s(p, offset, out, bound, &side, &head, hufSize);
             case kSfb:
                 return qorsHuffmanDecodeSfb_MP3_1u32s(p, offset, out, bound, &side, &head, hufSize,
-                                                      tables.longBands);
+                                                      withoutTables ? nullptr : tables.longBands);
             default:
-                return qorsHuffmanDecodeSfbMbp_MP3_1u32s(p, offset, out, bound, &side, &head,
-                                                         hufSize, tables.longBands,
-                                                         tables.shortBands, tables.mixed);
+                return qorsHuffmanDecodeSfbMbp_MP3_1u32s(
+                    p, offset, out, bound, &side, &head, hufSize,
+                    withoutTables ? nullptr : tables.longBands,
+                    withoutTables ? nullptr : tables.shortBands,
+                    withoutTables ? nullptr : tables.mixed);
         }
     }
 
@@ -431,6 +434,7 @@ TEST(HuffmanEnd, NoBits) {
         for (Form form : kForms) {
             Call call;
             call.side.big_values = big;
+            call.withoutTables = true;  // nor are they read
             Qor8u byte = 0;
             Qor8u* p = &byte;  // not read
             Qor32s offset = 6, bound = 77;
