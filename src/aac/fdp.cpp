@@ -35,7 +35,7 @@ constexpr Qor32s kMaxLen = (0x7FFFFFFF - kHeaderBytes) / kLineBytes;
 
 // --- the reciprocal -----------------------------------------------------------------------------
 
-// b / v for the state's floats, as a factor for the 7 bits of the mantissa, rounded to 8 significant
+// b / v for the state's floats: a factor for the 7 bits of the mantissa, rounded to 8 significant
 // bits, and one for sign and exponent. Below an energy of 2 and for infinity there is none.
 constexpr auto ao_mnt_table = constmath::makeTable<Qor32f, 128>([](int mantissa) {
     const long double quotient = 0.953125L / (1 + mantissa / 128.0L);
@@ -112,6 +112,12 @@ void predictBands(const QorsFDPState_32f& state, Qor32f* pSrcDst, const Qor32s* 
 
 // --- the state ----------------------------------------------------------------------------------
 
+// The state in a block of memory. Every function looks for it, so that the address of the block
+// stands for it as well.
+QorsFDPState_32f& stateAt(void* memory) {
+    return *reinterpret_cast<QorsFDPState_32f*>(alignUp<kAlignment>(static_cast<Qor8u*>(memory)));
+}
+
 void resetLines(QorsFDPState_32f& state, Qor32s begin, Qor32s end, Qor32s step = 1) {
     for (Qor64s line = begin; line < end; line += step) {
         state.cor1[line] = state.cor2[line] = state.r1[line] = state.r2[line] = 0;
@@ -134,7 +140,7 @@ QorStatus qorsFDPGetSize_32f(Qor32s len, Qor32s* pSize) {
 QorStatus qorsFDPInit_32f(QorsFDPState_32f** ppState, Qor32s len, Qor8u* pMem) {
     if (anyNull(ppState, pMem)) return qorStsNullPtrErr;
     if (outside(len, 1, kMaxLen)) return qorStsSizeErr;
-    auto* const state = reinterpret_cast<QorsFDPState_32f*>(alignUp<kAlignment>(pMem));
+    QorsFDPState_32f* const state = &stateAt(pMem);
     auto* array = reinterpret_cast<Qor32f*>(alignUp<kAlignment>(state + 1));
     for (auto member : {&QorsFDPState_32f::cor1, &QorsFDPState_32f::cor2, &QorsFDPState_32f::var1,
                         &QorsFDPState_32f::var2, &QorsFDPState_32f::r1, &QorsFDPState_32f::r2}) {
@@ -157,21 +163,24 @@ QorStatus qorsFDPInitAlloc_32f(QorsFDPState_32f** ppState, Qor32s len) {
     if (!memory) return qorStsMemAllocErr;
     qorsFDPInit_32f(ppState, len, memory);
     (*ppState)->ownsMemory = 1;
+    *ppState = reinterpret_cast<QorsFDPState_32f*>(memory);
     return qorStsNoErr;
 }
 
 QorStatus qorsFDPFree_32f(QorsFDPState_32f* pState) {
     if (!pState) return qorStsNullPtrErr;
-    if (pState->id != kId) return qorStsContextMatchErr;
-    pState->id = 0;
-    if (pState->ownsMemory) qorsFree(pState);
+    QorsFDPState_32f& state = stateAt(pState);
+    if (state.id != kId) return qorStsContextMatchErr;
+    state.id = 0;
+    if (state.ownsMemory) qorsFree(pState);
     return qorStsNoErr;
 }
 
 QorStatus qorsFDPReset_32f(QorsFDPState_32f* pState) {
     if (!pState) return qorStsNullPtrErr;
-    if (pState->id != kId) return qorStsContextMatchErr;
-    resetLines(*pState, 0, pState->len);
+    QorsFDPState_32f& state = stateAt(pState);
+    if (state.id != kId) return qorStsContextMatchErr;
+    resetLines(state, 0, state.len);
     return qorStsNoErr;
 }
 
@@ -179,8 +188,9 @@ QorStatus qorsFDPResetGroup_32f(Qor32s resetGroupStep, Qor32s startLine, QorsFDP
     if (!pState) return qorStsNullPtrErr;
     if (startLine < 0) return qorStsSizeErr;
     if (resetGroupStep < 1) return qorStsStepErr;
-    if (pState->id != kId) return qorStsContextMatchErr;
-    resetLines(*pState, startLine, pState->len, resetGroupStep);
+    QorsFDPState_32f& state = stateAt(pState);
+    if (state.id != kId) return qorStsContextMatchErr;
+    resetLines(state, startLine, state.len, resetGroupStep);
     return qorStsNoErr;
 }
 
@@ -188,16 +198,18 @@ QorStatus qorsFDPResetSfb_32f(const Qor32s* pBandOffset, Qor32s numBands, const 
                               QorsFDPState_32f* pState) {
     if (anyNull(pBandOffset, pResetFlag, pState)) return qorStsNullPtrErr;
     if (numBands < 1) return qorStsSizeErr;
-    if (pState->id != kId) return qorStsContextMatchErr;
+    QorsFDPState_32f& state = stateAt(pState);
+    if (state.id != kId) return qorStsContextMatchErr;
     for (Qor32s b = 0; b < numBands; ++b)
-        if (pResetFlag[b]) resetLines(*pState, pBandOffset[b], pBandOffset[b + 1]);
+        if (pResetFlag[b]) resetLines(state, pBandOffset[b], pBandOffset[b + 1]);
     return qorStsNoErr;
 }
 
 QorStatus qorsFDPFwd_32f(const Qor32f* pSrc, Qor32f* pDst, QorsFDPState_32f* pState) {
     if (anyNull(pSrc, pDst, pState)) return qorStsNullPtrErr;
-    if (pState->id != kId) return qorStsContextMatchErr;
-    predictForward(linesFrom(*pState, 0), pSrc, pDst, pState->len);
+    QorsFDPState_32f& state = stateAt(pState);
+    if (state.id != kId) return qorStsContextMatchErr;
+    predictForward(linesFrom(state, 0), pSrc, pDst, state.len);
     return alignmentStatus(pSrc, pDst);
 }
 
@@ -205,7 +217,8 @@ QorStatus qorsFDPInv_32f_I(Qor32f* pSrcDst, const Qor32s* pBandOffset, Qor32s nu
                            const Qor8u* pPredictionUsed, QorsFDPState_32f* pState) {
     if (anyNull(pSrcDst, pBandOffset, pPredictionUsed, pState)) return qorStsNullPtrErr;
     if (numBands < 1) return qorStsSizeErr;
-    if (pState->id != kId) return qorStsContextMatchErr;
-    predictBands(*pState, pSrcDst, pBandOffset, numBands, pPredictionUsed);
+    QorsFDPState_32f& state = stateAt(pState);
+    if (state.id != kId) return qorStsContextMatchErr;
+    predictBands(state, pSrcDst, pBandOffset, numBands, pPredictionUsed);
     return alignmentStatus(pSrcDst);
 }

@@ -335,6 +335,33 @@ TEST(Fdp, MakingAndEndingStates) {
     EXPECT_EQ(liveBlocks(), live);
 }
 
+TEST(Fdp, TheAddressOfTheMemoryStandsForItsState) {
+    for (const std::size_t shift : {0u, 1u, 4u, 31u}) {
+        State made(16, shift);
+        auto* const raw = reinterpret_cast<QorsFDPState_32f*>(made.memory.data() + shift);
+        Tone tone(16);
+        std::vector<float> residual(16), same(16);
+        const auto encode = [&](QorsFDPState_32f* state, std::vector<float>& out) {
+            Tone again = tone;
+            EXPECT_EQ(qorsFDPReset_32f(state), qorStsNoErr);
+            for (int frame = 0; frame < 20; ++frame) {
+                const std::vector<float> x = again.next(1000);
+                EXPECT_GE(qorsFDPFwd_32f(x.data(), out.data(), state), 0);
+            }
+        };
+        encode(made.state, residual);
+        encode(raw, same);
+        EXPECT_EQ(same, residual);
+        const Qor32s offsets[2] = {0, 16};
+        const Qor8u flag = 1;
+        EXPECT_EQ(qorsFDPResetGroup_32f(30, 0, raw), qorStsNoErr);
+        EXPECT_EQ(qorsFDPResetSfb_32f(offsets, 1, &flag, raw), qorStsNoErr);
+        EXPECT_GE(qorsFDPInv_32f_I(same.data(), offsets, 1, &flag, raw), 0);
+        EXPECT_EQ(qorsFDPFree_32f(raw), qorStsNoErr);
+        EXPECT_EQ(qorsFDPReset_32f(made.state), qorStsContextMatchErr);
+    }
+}
+
 // Six arrays, each at a multiple of 32 bytes from the one before, then length, id and ownership.
 TEST(Fdp, StateRecord) {
     struct Record {
