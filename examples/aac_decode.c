@@ -100,7 +100,8 @@ static int readChannel(Channel* ch, int commonWindow, int rateIndex) {
         if (book == kNoise) {
             energy += first ? value : value - shared;
             first = 0;
-            ch->scaleFactor[i] = (Qor16s)energy;
+            /* The library takes 0, which is silent, to 83, about white noise at full scale. */
+            ch->scaleFactor[i] = (Qor16s)(energy < 0 ? 0 : energy > 83 ? 83 : energy);
         } else {
             scale += value - shared;
             if (scale < 0 || scale > 255) return 0;

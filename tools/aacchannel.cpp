@@ -30,9 +30,6 @@ constexpr std::array<Qor32s, 35> kOffsets8000 = {
     0,   12,  24,  36,  48,  60,  72,  84,  96,  108, 120, 132, 144, 156, 172, 188, 204, 220,
     236, 252, 268, 288, 308, 328, 348, 372, 396, 420, 448, 476, 508, 544, 580, 620, 664};
 
-constexpr Qor64s kLowest = std::numeric_limits<Qor32s>::min(),
-                 kHighest = std::numeric_limits<Qor32s>::max();
-
 bool isSpectrumBook(int codeBook) { return codeBook >= 1 && codeBook <= 11; }
 
 void decodeMidSideExactly(AacChannel& left, AacChannel& right, const Qor8u* mask) {
@@ -160,6 +157,12 @@ bool AacChannel::separateNoise(int gain) {
     return true;
 }
 
+Qor32s aacRaised(Qor32s line, int shift) {
+    using Range = std::numeric_limits<Qor32s>;
+    const Qor64s raised = line * (Qor64s{1} << std::min(shift, 31));
+    return static_cast<Qor32s>(std::clamp<Qor64s>(raised, Range::min(), Range::max()));
+}
+
 // The library's steps end at 2^22 for the magnitudes 4 to 15. For larger ones all gains of the channel
 // are lowered, which costs fraction bits, and the spectrum is raised afterwards.
 bool AacChannel::dequantize() {
@@ -179,8 +182,7 @@ bool AacChannel::dequantize() {
                                codeBook.data(), info.samplingRateIndex, info.winLen) != qorStsNoErr)
         return false;
     if (shift > 0)
-        for (Qor32s& line : spectrum)
-            line = static_cast<Qor32s>(std::clamp(line * (Qor64s{1} << shift), kLowest, kHighest));
+        for (Qor32s& line : spectrum) line = aacRaised(line, shift);
     if (hasExactLines) dequantizeExactly(quantized);
     return true;
 }

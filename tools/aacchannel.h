@@ -23,6 +23,9 @@ struct AacSetup {
 // The offsets of the long bands that the Main profile may predict, and their end.
 std::span<const Qor32s> aacPredictedBands(int samplingRateIndex);
 
+// A line times 2^shift, saturated: what is too loud for a step of the library is made softer before it.
+Qor32s aacRaised(Qor32s line, int shift);
+
 struct AacChannel {
     static constexpr std::size_t kLines = 1024;
     static constexpr int kPredictedLines = 672;  // the most that the Main profile predicts

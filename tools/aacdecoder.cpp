@@ -11,6 +11,20 @@ Qor32s following(Qor32s windowSequence) {
                                                                              : kLongWindow;
 }
 
+// The bands' energies as the library takes them: of the values 0, which is silent, to 83. For louder
+// noise all bands are made softer; the bits by which their lines are to be raised are returned.
+int noiseEnergies(const AacChannel& stream, std::array<Qor16s, 120>& energy) {
+    constexpr int kLoudest = 83;
+    int loudest = 0;
+    for (int i = 0; i < stream.bands(); ++i)
+        if (stream.codeBook[i] == AacChannel::kNoiseBook)
+            loudest = std::max<int>(loudest, stream.scaleFactor[i]);
+    const int shift = std::max(0, (loudest - kLoudest + 3) / 4);
+    for (int i = 0; i < stream.bands(); ++i)
+        energy[i] = static_cast<Qor16s>(std::clamp(stream.scaleFactor[i] - 4 * shift, 0, kLoudest));
+    return shift;
+}
+
 }  // namespace
 
 void AacDecoder::configure(int objectType, int samplingRateIndex, std::optional<AacLayout> layout) {
@@ -307,19 +321,26 @@ void AacDecoder::fillNoise(AacChannel& stream, int channel, QorAACChanPairElt& p
     if (std::find(books, books + stream.bands(), AacChannel::kNoiseBook) == books + stream.bands())
         return;
     constexpr Qor32s kOneWindow = 1;
+    std::array<Qor16s, 120> energy;
+    const int shift = noiseEnergies(stream, energy);
+    std::array<Qor32s, AacChannel::kLines> softer{};
+    auto& noise = shift > 0 ? softer : stream.spectrum;
     // Bands of noise lose their flag of long-term prediction.
     std::array<Qor32s, 52> ltpFlag{};
     if (!stream.isShort()) std::copy_n(stream.ltp.ltp_long_used, 41, ltpFlag.begin());
     for (int g = 0, window = 0; g < ics.num_window_groups; ++g) {
         for (int w = 0; w < ics.window_group_length[g]; ++w, ++window) {
-            qorsDecodeMsPNS_AAC_32s(
-                &stream.spectrum[window * stream.info.winLen], ltpFlag.data(),
-                &stream.codeBook[g * ics.max_sfb], &stream.scaleFactor[g * ics.max_sfb],
-                ics.max_sfb, 1, &kOneWindow, stream.info.samplingRateIndex, stream.info.winLen,
-                &noiseSeed_, channel, &pair.ms_used[g], &noiseState_[window * 51]);
+            qorsDecodeMsPNS_AAC_32s(&noise[window * stream.info.winLen], ltpFlag.data(),
+                                    &stream.codeBook[g * ics.max_sfb], &energy[g * ics.max_sfb],
+                                    ics.max_sfb, 1, &kOneWindow, stream.info.samplingRateIndex,
+                                    stream.info.winLen, &noiseSeed_, channel, &pair.ms_used[g],
+                                    &noiseState_[window * 51]);
         }
     }
     if (!stream.isShort()) std::copy_n(ltpFlag.begin(), 41, stream.ltp.ltp_long_used);
+    if (shift > 0)
+        for (std::size_t i = 0; i < softer.size(); ++i)
+            if (softer[i] != 0) stream.spectrum[i] = aacRaised(softer[i], shift);
 }
 
 // Hands a finished spectrum to its place in the output.

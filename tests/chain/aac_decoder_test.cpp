@@ -309,6 +309,38 @@ TEST(AacFrames, SeveralBlocksWithAndWithoutCrcSoundTheSame) {
     EXPECT_EQ(decode({withCrc}, 6, true).counts.concealed, 4u);
 }
 
+// A channel of nothing but noise of one energy in two bands.
+Channel noiseChannel(int energy) {
+    Channel channel;
+    channel.globalGain = 130;
+    channel.maxSfb = 20;
+    channel.sections = {{{0, 18}, {13, 2}}};
+    channel.gains.assign(20, 0);
+    channel.gains[18] = channel.gains[19] = energy;
+    channel.spectrum.assign(1024, 0);
+    return channel;
+}
+
+TEST(AacFrames, NoiseHasAnyEnergy) {
+    const auto pcmOf = [](int energy) {
+        Block block;
+        block.single(kSce, 0, noiseChannel(energy));
+        block.end();
+        const auto frame = adtsFrame({block}, 1, false);
+        return decode({frame, frame}, 1, false).pcm;
+    };
+    for (const int energy : {-200, -40, -7, -3, -1, 0})
+        for (const std::int16_t sample : pcmOf(energy)) ASSERT_EQ(sample, 0) << energy;
+    // Four steps are a factor of 2.
+    const std::vector<std::int16_t> soft = pcmOf(80), loud = pcmOf(88);
+    ASSERT_EQ(soft.size(), loud.size());
+    for (std::size_t i = 0; i < soft.size(); ++i) ASSERT_NEAR(loud[i], 4 * soft[i], 4) << i;
+    EXPECT_GT(*std::max_element(loud.begin(), loud.end()), 10000);
+    const std::vector<std::int16_t> tooLoud = pcmOf(130);
+    EXPECT_EQ(*std::max_element(tooLoud.begin(), tooLoud.end()), 32767);
+    EXPECT_EQ(*std::min_element(tooLoud.begin(), tooLoud.end()), -32768);
+}
+
 // A coupling element with lists of both kinds of gains, between elements that sound.
 void putCoupling(Block& block, Random& random, const Channel& channel, bool independent) {
     BitWriter& bits = block.bits;
