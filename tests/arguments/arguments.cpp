@@ -45,4 +45,11 @@ void Entry::check() {
     arena_.restore(good);
 }
 
+std::vector<QorStatus> Entry::statuses() const {
+    std::vector<QorStatus> all;
+    for (const Wrong& wrong : wrong_)
+        if (all.empty() || all.back() != wrong.status) all.push_back(wrong.status);
+    return all;
+}
+
 }  // namespace qorac::test

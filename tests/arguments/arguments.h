@@ -76,6 +76,8 @@ class Entry {
     const std::string& name() const { return name_; }
     // A GoogleTest failure for each call that does not end as it should.
     void check();
+    // The statuses of the checks in their order; one of several in a row.
+    std::vector<QorStatus> statuses() const;
 
   protected:
     struct Wrong {

@@ -1,6 +1,7 @@
 #include "arguments/arguments.h"
 
 #include <fstream>
+#include <iostream>
 #include <regex>
 #include <set>
 
@@ -27,6 +28,8 @@ const Family& allFunctions() {
     return family;
 }
 
+std::string function(const Entry& entry) { return entry.name().substr(0, entry.name().find(',')); }
+
 TEST(Arguments, EachWrongOneAndEachPairGivesTheStatusThatIsTestedFirst) {
     for (const auto& entry : allFunctions().entries()) entry->check();
 }
@@ -34,8 +37,7 @@ TEST(Arguments, EachWrongOneAndEachPairGivesTheStatusThatIsTestedFirst) {
 // The version query takes no arguments.
 TEST(Arguments, EveryExportedFunctionIsHere) {
     std::set<std::string> here{"qoracGetLibVersion"}, exported;
-    for (const auto& entry : allFunctions().entries())
-        here.insert(entry->name().substr(0, entry->name().find(',')));
+    for (const auto& entry : allFunctions().entries()) here.insert(function(*entry));
     std::ifstream map(QORAC_EXPORTS);
     const std::regex exportedName("\\s*(qor\\w+);");
     std::smatch match;
@@ -45,5 +47,23 @@ TEST(Arguments, EveryExportedFunctionIsHere) {
     for (const std::string& name : here) EXPECT_TRUE(exported.contains(name)) << name;
 }
 
+// A line for each entry: the function, and the statuses of its checks in their order.
+void listStatuses() {
+    for (const auto& entry : allFunctions().entries()) {
+        std::cout << function(*entry);
+        for (const QorStatus status : entry->statuses()) std::cout << ' ' << status;
+        std::cout << '\n';
+    }
+}
+
 }  // namespace
 }  // namespace qorac::test
+
+int main(int argc, char** argv) {
+    if (argc == 2 && std::string(argv[1]) == "--statuses") {
+        qorac::test::listStatuses();
+        return 0;
+    }
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
