@@ -66,10 +66,9 @@ int main(void) {
     qorsAnalysisFilterGetSize_SBR_RToC_32f32fc(&spec[0], &init[0], &buffer[0]);
     qorsSynthesisFilterGetSize_SBR_CToR_32fc32f(&spec[1], &init[1], &buffer[1]);
     for (int i = 0; i < 2; i++) {
-        /* One byte more: a size may be 0, and the pointers may not be null. */
-        memory[i] = malloc((size_t)spec[i] + 1);
-        memory[2 + i] = malloc((size_t)init[i] + 1);
-        memory[4 + i] = malloc((size_t)buffer[i] + 1);
+        memory[i] = malloc((size_t)spec[i]);
+        memory[2 + i] = malloc((size_t)init[i]);
+        memory[4 + i] = malloc((size_t)buffer[i]);
         if (!memory[i] || !memory[2 + i] || !memory[4 + i]) return 1;
     }
     QorStatus status = qorsAnalysisFilterInit_SBR_RToC_32f32fc(&analysis, memory[0], memory[2]);

@@ -467,8 +467,8 @@ typedef struct {
  */
 
 /**
- * The code of a decoder: look-up tables that the caller brings. The functions align the pointer to a
- * code that they get up to the next multiple of 32 bytes and read the record there.
+ * The code of a decoder: look-up tables that the caller brings. The functions align the pointer to
+ * a code that they get up to the next multiple of 32 bytes and read the record there.
  */
 typedef struct {
     Qor32u id; /**< 0x434D4160 */
@@ -505,7 +505,7 @@ typedef struct QorsFDPState_32f QorsFDPState_32f;
 typedef struct QorsFilterSpec_SBR_32s QorsFilterSpec_SBR_32s;
 /** One channel and direction of a decoder's float QMF bank. @ingroup sbrbank32f */
 typedef struct QorsFilterSpec_SBR_32f QorsFilterSpec_SBR_32f;
-/** One channel of the encoder's float QMF analysis. @ingroup sbrbank32f */
+/** The encoder's float QMF analysis, without history; one thread at a time. @ingroup sbrbank32f */
 typedef struct QorsFilterEncSpec_SBR_32f QorsFilterEncSpec_SBR_32f;
 /** A forward transform of floats of one length; read-only in use. @ingroup mdct */
 typedef struct QorsMDCTFwdSpec_32f QorsMDCTFwdSpec_32f;
@@ -696,7 +696,6 @@ QorStatus qorsScale_32f_I(Qor32f* pSrcDst, const Qor32f* pScale, const Qor32s* p
  * v = 15.811389 + 7.5 (x + 0.474) - 17.5 sqrt(1 + (x + 0.474)^2)
  *     + 8 min((x - 0.5)^2 - 2 (x - 0.5), 0)  dB
  * @endcode
- * In the standard's sprdngf(i, j) the position i is src1 and j is src2.
  *
  * @param[in]  src1           first position: its low 16 bits, as signed, times 2^inScaleFactor Bark
  * @param[in]  src2           second position, likewise
@@ -1180,16 +1179,17 @@ QorStatus qorsSynthesisFilter_PQMF_MP3_32f(const Qor32f* pSrcSubbands, Qor32f* p
  * Decoding of AAC streams of ISO/IEC 13818-7 and 14496-3. The caller reads the 3-bit element id
  * and, for SCE, CPE, CCE and LFE elements, the 4-bit tag. In order:
  *
- *  1. once per stream or frame qorsUnpackADIFHeader_AAC or qorsUnpackADTSFrameHeader_AAC;
+ *  1. once per stream or frame qorsUnpackADIFHeader_AAC() or qorsUnpackADTSFrameHeader_AAC();
  *  2. per element: PCE, DSE and FIL go to their parsers directly behind the id, a CPE goes to
- *     qorsDecodeChanPairElt_AAC or its MP4 twin behind the tag;
- *  3. per channel qorsNoiselessDecoder_LC_AAC or qorsNoiselessDecode_AAC, qorsQuantInv_AAC_32s_I;
- *  4. per pair qorsDecodeMsStereo_AAC_32s_I; in the Main profile qorsFDPInv_32f_I, in floats; per
- *     pair qorsDecodeIsStereo_AAC_32s, which reads the code books that M/S changes;
- *  5. short blocks: qorsDeinterleaveSpectrum_AAC_32s;
+ *     qorsDecodeChanPairElt_AAC() or its MP4 twin behind the tag;
+ *  3. per channel qorsNoiselessDecoder_LC_AAC() or qorsNoiselessDecode_AAC(), then
+ *     qorsQuantInv_AAC_32s_I();
+ *  4. per pair qorsDecodeMsStereo_AAC_32s_I(); in the Main profile qorsFDPInv_32f_I(), in floats;
+ *     per pair qorsDecodeIsStereo_AAC_32s(), which reads the code books that M/S changes;
+ *  5. short blocks: qorsDeinterleaveSpectrum_AAC_32s();
  *  6. noise substitution, in short blocks window by window;
- *  7. per channel long-term prediction, qorsDecodeTNS_AAC_32s_I, a synthesis and
- *     qorsLtpUpdate_AAC_32s.
+ *  7. per channel long-term prediction, qorsDecodeTNS_AAC_32s_I(), a synthesis and
+ *     qorsLtpUpdate_AAC_32s().
  *
  * Cursor. A refused argument changes neither cursor nor record. A failure in the stream leaves the
  * record filled up to there, the refused value included, and the cursor behind the last bit read.
@@ -1427,12 +1427,12 @@ QorStatus qorsDecodeExtensionHeader_AAC(Qor8u** ppBitStream, Qor32s* pOffset,
  *
  * @param[in,out] ppBitStream   cursor: pointer to the pointer to the current byte
  * @param[in,out] pOffset       cursor: bits of that byte in use, 0 to 7
- * @param[in]     commonWin     1: `pChanInfo->pIcsInfo` is filled, by qorsDecodeChanPairElt_AAC; 0:
- *                              the channel's own ics_info is read into it
+ * @param[in]     commonWin     1: `pChanInfo->pIcsInfo` is filled, by qorsDecodeChanPairElt_AAC();
+ *                              0: the channel's own ics_info is read into it
  * @param[in,out] pChanInfo     in: samplingRateIndex 0 to 11, predSfbMax 0 and pIcsInfo. Out:
  *                              winLen, numWin, numSwb, global_gain, the three presence flags, the
  *                              sections and, with tns_data_present, the TNS fields as
- *                              qorsDecodeTNS_AAC_32s_I takes them. Without it only `n_filt[0]` is
+ *                              qorsDecodeTNS_AAC_32s_I() takes them. Without it only `n_filt[0]` is
  *                              cleared
  * @param[out]    pScaleFactor  max_sfb entries for each window group, without gaps, at most 120: 0
  *                              for code book 0, the scale factor, 0 to 255, for 1 to 11, the
@@ -1471,7 +1471,7 @@ QorStatus qorsNoiselessDecoder_LC_AAC(Qor8u** ppBitStream, Qor32s* pOffset, Qor3
 /**
  * Reads an individual_channel_stream of the MPEG-4 object types, or a channel of a scalable layer.
  *
- * As qorsNoiselessDecoder_LC_AAC, with predictor data or long-term prediction, and with noise
+ * As qorsNoiselessDecoder_LC_AAC(), with predictor data or long-term prediction, and with noise
  * bands, those of code book 13. The first one of the call sets the running scale factor, which
  * noise bands share with the spectrum bands, to its 9 bits - 346 + global_gain, untested; those
  * after it add their difference and face the range test.
@@ -1498,7 +1498,7 @@ QorStatus qorsNoiselessDecoder_LC_AAC(Qor8u** ppBitStream, Qor32s* pOffset, Qor3
  * @param[in]     windowSequence   0 to 3; in use with scaleFlag 1 only
  * @param[in]     maxSfb           0 to 51; in use with scaleFlag 1 only
  * @param[in]     commonWin        1: `pChanInfo->pIcsInfo` is filled, by
- *                                 qorsDecodeChanPairElt_MP4_AAC; 0: the channel's own ics_info is
+ *                                 qorsDecodeChanPairElt_MP4_AAC(); 0: the channel's own ics_info is
  *                                 read into it; without effect with scaleFlag 1
  * @param[in]     scaleFlag        1: a layer of a scalable stream, with the windows of the
  *                                 arguments and of pMainHeader, whose data end without pulse, TNS
@@ -1584,7 +1584,7 @@ QorStatus qorsQuantInv_AAC_32s_I(Qor32s* pSrcDstSpectrum, const Qor16s* pScaleFa
  * pScaleFactor[b] - offset - 4 * scaleFactor in band b.
  *
  * Results are truncated. They are accurate for magnitudes up to 16383; above, they are defined but
- * without meaning, as are those that do not fit 32 bits (see qorsQuantInv_AAC_32s_I).
+ * without meaning, as are those that do not fit 32 bits (see qorsQuantInv_AAC_32s_I()).
  *
  * @param[in]  pSrc          quantized values up to the last band's end
  * @param[out] pDst          as many values in Q0; those outside the bands are not touched
@@ -1677,7 +1677,7 @@ QorStatus qorsDecodeMsStereo_AAC_32s_I(Qor32s* pSrcDstL, Qor32s* pSrcDstR, Qor32
  * @param[in]  pScaleFactor       right channel's scale factors, here the intensity positions: -119
  *                                to 135, beyond which shift counts are taken modulo 32; maxSfb
  *                                entries per group
- * @param[in]  pSfbCb             right channel's code books, behind qorsDecodeMsStereo_AAC_32s_I;
+ * @param[in]  pSfbCb             right channel's code books, behind qorsDecodeMsStereo_AAC_32s_I();
  *                                maxSfb entries per group
  * @param[in]  numWinGrp          window groups, 1 for winLen 1024, 1 to 8 for 128
  * @param[in]  pWinGrpLen         windows of each group, numWinGrp entries, in all 1024 / winLen
@@ -1713,9 +1713,9 @@ QorStatus qorsDecodeIsStereo_AAC_32s(const Qor32s* pSrcL, Qor32s* pDstR, const Q
  * scratch pLtpFlag. maxSfb 0, and a rate from 12 on, which has no bands, change nothing; bands
  * above the band count do not exist.
  *
- * qorsDecodeMsPNS_AAC_32s does a channel of a pair: channel 0 stores the seed of each band, channel
- * 1 makes the same noise again in the bands that the mask marks, without a step of `*pRandomSeed`.
- * The bands of channel 0 must hold noise there too.
+ * qorsDecodeMsPNS_AAC_32s() does a channel of a pair: channel 0 stores the seed of each band,
+ * channel 1 makes the same noise again in the bands that the mask marks, without a step of
+ * `*pRandomSeed`. The bands of channel 0 must hold noise there too.
  *
  * @param[in,out] pSrcDst            spectrum, 1024 values (128 for one short window), Q3, window
  *                                   order
@@ -1842,7 +1842,7 @@ QorStatus qorsMDCTInv_AAC_32s16s(Qor32s* pSrc, Qor16s* pDst, Qor32s* pOverlap,
                                  Qor32s pcmMode);
 
 /**
- * Synthesis for a 32-bit signal path, in place; the counterpart of qorsMDCTFwd_AAC_32s_I.
+ * Synthesis for a 32-bit signal path, in place; the counterpart of qorsMDCTFwd_AAC_32s_I().
  *
  * Forward and inverse with overlap give the input times 2^-7. Nothing guards against overflow: the
  * sum of magnitudes behind the first rotation, which divides by 4, must stay below 2^29. Sums wrap.
@@ -1870,7 +1870,7 @@ QorStatus qorsMDCTInv_AAC_32s_I(Qor32s* pSrcDst, Qor32s* pOverlap, Qor32s window
  * divided by 4096, or by 512 in a short window (twice the window's length).
  *
  * For windowSequence 2 a call handles one short window, both slopes as the arguments say. The
- * transform guards itself against overflow as qorsMDCTInv_AAC_32s16s does, and loses bits there.
+ * transform guards itself against overflow as qorsMDCTInv_AAC_32s16s() does, and loses bits there.
  *
  * @param[in,out] pSrcDst          in: 2048 samples in any scale, or the 256 of a short window; out:
  *                                 1024 or 128 coefficients, divided as above; what follows them of
@@ -1923,7 +1923,7 @@ QorStatus qorsMDCTFwd_AAC_32s(const Qor32s* pSrc, Qor32s* pDst, const Qor32s* pT
  *
  * It is 2048 samples from history position 2048 - ltp_lag; for windowSequence 2 and each window w
  * with ltp_short_used[w], 256 samples from position 2816 - ltp_short_lag[w]. What lies behind the
- * history's end is 0. qorsMDCTFwd_AAC_32s makes its spectrum.
+ * history's end is 0. qorsMDCTFwd_AAC_32s() makes its spectrum.
  *
  * @param[in]  pHistory        3072 samples, Q3, cleared before the first frame: the frame before
  *                             last, the last reconstructed frame, and the windowed second half of
@@ -1968,7 +1968,7 @@ QorStatus qorsLongTermReconstruct_AAC_32s(const Qor32s* pEstimateSpectrum, Qor32
  * Additions saturate. In a block of short windows every window rises with prevWindowShape.
  *
  * @param[in]     pSpectrum        1024 coefficients, Q3, window order
- * @param[in,out] pHistory         3072 samples, Q3, as in qorsLongTermPredict_AAC_32s
+ * @param[in,out] pHistory         3072 samples, Q3, as in qorsLongTermPredict_AAC_32s()
  * @param[in]     windowSequence   0 long, 1 long-start, 2 eight short, 3 long-stop
  * @param[in]     windowShape      falling slope: 0 sine, 1 Kaiser-Bessel derived
  * @param[in]     prevWindowShape  rising slope: windowShape of the frame before
@@ -2025,9 +2025,10 @@ QorStatus qorsFDPGetSize_32f(Qor32s len, Qor32s* pSize);
 /**
  * Builds a state in the caller's memory, reset. It needs no Free.
  *
- * @param[out] ppState  the state's place, the first multiple of 32 bytes in pMem
+ * @param[out] ppState  the state's place, the first multiple of 32 bytes in pMem; the
+ *                      functions also take pMem itself
  * @param[in]  len      lines, 1 to 89478473
- * @param[out] pMem     memory of the size that qorsFDPGetSize_32f tells, at any address; the
+ * @param[out] pMem     memory of the size that qorsFDPGetSize_32f() tells, at any address; the
  *                      caller's, to be kept as long as the state
  * @retval qorStsNullPtrErr  any pointer null
  * @retval qorStsSizeErr     len outside 1 to 89478473
@@ -2036,7 +2037,7 @@ QorStatus qorsFDPGetSize_32f(Qor32s len, Qor32s* pSize);
 QorStatus qorsFDPInit_32f(QorsFDPState_32f** ppState, Qor32s len, Qor8u* pMem);
 
 /**
- * Builds a state in memory of its own, reset, to be ended with qorsFDPFree_32f.
+ * Builds a state in memory of its own, reset, to be ended with qorsFDPFree_32f().
  *
  * @param[out] ppState  the state; not written on failure
  * @param[in]  len      lines, 1 to 89478473
@@ -2168,12 +2169,12 @@ QorStatus qorsFDPInv_32f_I(Qor32f* pSrcDst, const Qor32s* pBandOffset, Qor32s nu
  * channel stand at index granule * channels + channel. Lines of short blocks are ordered band,
  * window, line in the window; their scale factors and ratios have index band * 3 + window.
  *
- * Order: qorsBitReservoirInit_MP3 once; for each frame qorsPsychoacousticModelTwo_MP3_16s, per
- * granule and channel qorsAnalysisPQMF_MP3_16s32s 18 times and qorsMDCTFwd_MP3_32s, per granule
- * qorsJointStereoEncode_MP3_32s_I, once qorsQuantize_MP3_32s_I, per granule and channel
- * qorsPackScaleFactors_MP3_8s1u and qorsHuffmanEncode_MP3_32s1u, then qorsPackFrameHeader_MP3 and
- * qorsPackSideInfo_MP3. The caller assembles the frame: it computes main_data_begin, moves main
- * data behind the side information of earlier frames and sets CRCWord.
+ * Order: qorsBitReservoirInit_MP3() once; for each frame qorsPsychoacousticModelTwo_MP3_16s(), per
+ * granule and channel qorsAnalysisPQMF_MP3_16s32s() 18 times and qorsMDCTFwd_MP3_32s(), per granule
+ * qorsJointStereoEncode_MP3_32s_I(), once qorsQuantize_MP3_32s_I(), per granule and channel
+ * qorsPackScaleFactors_MP3_8s1u() and qorsHuffmanEncode_MP3_32s1u(), then
+ * qorsPackFrameHeader_MP3() and qorsPackSideInfo_MP3(). The caller assembles the frame: it computes
+ * main_data_begin, moves main data behind the side information of earlier frames and sets CRCWord.
  */
 
 /* --- analysis, psychoacoustics --- */
@@ -2954,7 +2955,7 @@ QorStatus qorsAnalysisFilterEncInit_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec, Qo
  *
  * @param[out] ppSpec  gets the spec. When the allocation of the spec failed it is null; when it was
  *                     that of the scratch, a block without a spec, which the caller releases with
- *                     qorFree
+ *                     `void qorFree(void*)` of the core library
  * @retval qorStsNullPtrErr   ppSpec null
  * @retval qorStsMemAllocErr  an allocation failed
  * @source this library's own context life cycle

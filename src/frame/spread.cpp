@@ -1,7 +1,7 @@
 // Spreading function of psychoacoustic model 2 (ISO 11172-3 clause D.2.3), in Q23.
 //
-// With x three times the masker's distance in Bark above the position that it masks (half of that
-// where the masker lies below), the level is
+// With x three times the distance in Bark from the first position to the second (half of that where
+// the second lies below), the level is
 //   v = 8 min((x - 0.5)^2 - 2 (x - 0.5), 0) + 15.811389 + 7.5 (x + 0.474)
 //       - 17.5 sqrt(1 + (x + 0.474)^2)  dB
 // and the result 10^(v / 10) in Q15.
@@ -37,12 +37,10 @@ constexpr auto own_ac_sprdngfPowTable1 = constmath::makeTable<Qor32s, 256>(
 constexpr auto own_ac_sprdngfPowTable2 = constmath::makeTable<Qor32s, 256>(
     [](int k) { return constmath::round(constmath::scale2(constmath::exp10(k / 327680.0L), 30)); });
 
-// Three times the masker's distance in Bark, halved where it lies below the masked position, in Q23.
-// Where the positions are
-// coarser than Q23, *inRange tells whether the result lies in -6 to 12.
-Qor32s scaledDistance(Qor32s masked, Qor32s masker, int inScaleFactor, bool* inRange) {
-    const Qor32s d = 3 * (masker - masked);
-    const Qor64s shift = Qor64s(inScaleFactor) + 23 - (masker < masked);
+// x in Q23. Where the positions are coarser than Q23, *inRange tells whether it lies in -6 to 12.
+Qor32s scaledDistance(Qor32s first, Qor32s second, int inScaleFactor, bool* inRange) {
+    const Qor32s d = 3 * (second - first);
+    const Qor64s shift = Qor64s(inScaleFactor) + 23 - (second < first);
     if (shift >= 0) {
         const Qor64s z = Qor64s(d) * (Qor64s(1) << std::min(shift, Qor64s(31)));
         *inRange = kLowerEnd <= z && z <= kUpperEnd;
