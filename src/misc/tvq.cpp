@@ -143,8 +143,13 @@ Candidates findCandidates(const CodeBook& book, const Division& division, Qor32s
 
 constexpr int kAlignment = 32;
 
+constexpr Qor64s kTooLarge = Qor64s(kMax32s) + 1;
+
+// Bytes of a code book. The size of all vectors could pass 64 bits.
 constexpr Qor64s codeBookSize(Qor32s len, Qor32s numVectors) {
-    return ((Qor64s(len) * 4 + 56) * numVectors + 280) * 4;
+    const Qor64s vectorSize = Qor64s(len) * 4 + 56;
+    if (vectorSize > kMax32s / numVectors) return kTooLarge;
+    return (vectorSize * numVectors + 280) * 4;
 }
 
 // From this many vectors on the size, which counts each value four times, has room for the rows, the

@@ -422,6 +422,9 @@ TEST(CodeBook, SizesAndChecks) {
     EXPECT_EQ(qorsVQCodeBookGetSize_32f(0, 1, &size), qorStsSizeErr);
     EXPECT_EQ(qorsVQCodeBookGetSize_32f(1, 0, &size), qorStsSizeErr);
     EXPECT_EQ(qorsVQCodeBookGetSize_32f(1 << 20, 1 << 10, &size), qorStsSizeErr);
+    // Sizes that 64 bits would wrap.
+    EXPECT_EQ(qorsVQCodeBookGetSize_32f(0x7FFFFFFF, 1 << 28, &size), qorStsSizeErr);
+    EXPECT_EQ(qorsVQCodeBookGetSize_32f(1 << 28, 0x7FFFFFFF, &size), qorStsSizeErr);
     EXPECT_EQ(size, -1);
     EXPECT_EQ(qorsVQCodeBookGetSize_32f(20, 32, &size), qorStsNoErr);
     EXPECT_EQ(size, ((20 * 4 + 56) * 32 + 280) * 4);
