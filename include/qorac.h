@@ -17,7 +17,7 @@
  *    (and where a transform names its scratch); nothing is kept between calls but in the caller's
  *    contexts and records. There is no global state, no initialisation and no shutdown.
  *  - Any function may run on any thread as long as no two calls at once share a context, a record
- *    or an output buffer. Transform specs are read-only in use and can be shared.
+ *    or an output buffer. Transform contexts are read-only in use and can be shared.
  *  - Qn means a signed integer that holds value * 2^n.
  *
  * @par Bit cursor
@@ -2492,16 +2492,16 @@ QorStatus qorsHuffmanEncode_MP3_32s1u(const Qor32s* pSrcIx, Qor8u** ppBitStream,
  * rounds down; sums wrap and nothing is saturated: samples up to 2^27 and sub-bands up to 2^25
  * (each part) in magnitude never wrap. Below, c is the window of the standard.
  *
- * A spec holds the ring of the last ten slots: one channel, one thread at a time. Functions take
+ * A context holds the ring of the last ten slots: one channel, one thread at a time. Functions take
  * the pointer to the block that holds it, at any address, or the next multiple of 16 bytes.
  */
 
 /**
- * @name Size of a spec
+ * @name Size of a context
  * @{
  */
 /**
- * Tells the bytes of the block for a spec, with room for its alignment: 1343 (analysis), 5183
+ * Tells the bytes of the block for a context, with room for its alignment: 1343 (analysis), 5183
  * (synthesis) or 2623 (downsampled synthesis).
  *
  * @param[out] pSize  bytes
@@ -2517,13 +2517,13 @@ QorStatus qorsSynthesisDownFilterGetSize_SBRLP_32s(Qor32s* pSize);
 /** @} */
 
 /**
- * @name Building a spec in the caller's memory
+ * @name Building a context in the caller's memory
  * @{
  */
 /**
- * Builds a spec with silence in its ring. The block cannot be moved or copied afterwards. On a spec
- * in use it clears the history; one that InitAlloc made then no longer owns its block, and Free
- * releases nothing.
+ * Builds a context with silence in its ring. The block cannot be moved or copied afterwards. On a
+ * context in use it clears the history; one that InitAlloc made then no longer owns its block, and
+ * Free releases nothing.
  *
  * @param[out] pSpec  the block, as many bytes as GetSize tells, at any address
  * @retval qorStsNullPtrErr  pSpec null
@@ -2538,11 +2538,11 @@ QorStatus qorsSynthesisDownFilterInit_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
 /** @} */
 
 /**
- * @name Allocating a spec
+ * @name Allocating a context
  * @{
  */
 /**
- * Allocates a block and builds a spec in it as Init does. The allocation must succeed: it is not
+ * Allocates a block and builds a context in it as Init does. The allocation must succeed: it is not
  * tested, and there is no qorStsMemAllocErr.
  *
  * @param[out] ppSpec  gets the pointer to the block, for Free to release
@@ -2558,16 +2558,16 @@ QorStatus qorsSynthesisDownFilterInitAlloc_SBRLP_32s(QorsFilterSpec_SBR_32s** pp
 /** @} */
 
 /**
- * @name Releasing a spec
+ * @name Releasing a context
  * @{
  */
 /**
- * Releases the block of a spec that InitAlloc made. A spec that Init made stays valid, and can be
- * freed again.
+ * Releases the block of a context that InitAlloc made. A context that Init made stays valid, and
+ * can be freed again.
  *
- * @param[in,out] pSpec  a spec of the same bank
+ * @param[in,out] pSpec  a context of the same bank
  * @retval qorStsNullPtrErr       pSpec null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this bank
+ * @retval qorStsContextMatchErr  pSpec is not a context of this bank
  * @source this library's own context life cycle
  */
 QorStatus qorsAnalysisFilterFree_SBRHQ_32s32sc(QorsFilterSpec_SBR_32s* pSpec);
@@ -2599,9 +2599,9 @@ QorStatus qorsSynthesisDownFilterFree_SBRLP_32s(QorsFilterSpec_SBR_32s* pSpec);
  * @param[out]    pDst   32 sub-bands in the Q format of the samples: those from 0 to kx - 1, zeros
  *                       from kx on
  * @param[in]     kx     sub-bands to keep, 0 to 32; the ring takes the samples whatever it is
- * @param[in,out] pSpec  spec of this bank
+ * @param[in,out] pSpec  context of this bank
  * @retval qorStsNullPtrErr       pSrc, pDst or pSpec null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this bank
+ * @retval qorStsContextMatchErr  pSpec is not a context of this bank
  * @retval qorStsSizeErr          kx outside 0 to 32
  * @source ISO/IEC 14496-3, clause 4.6.18.4.1; SBRLP: its form for the low-power mode
  */
@@ -2634,15 +2634,15 @@ QorStatus qorsAnalysisFilter_SBRLP_32s(const Qor32s* pSrc, Qor32s* pDst, Qor32s 
  *
  * SBRHQ has the gain of the standard's banks, SBRLP half of it.
  *
- * A downsampled filter also takes a spec of the SynthesisFilter of its form, in whose ring it uses
- * slots of its own size: what the other filter left there is no history for it.
+ * A downsampled filter also takes a context of the SynthesisFilter of its form, in whose ring it
+ * uses slots of its own size: what the other filter left there is no history for it.
  *
  * @param[in]     pSrc   64 sub-bands in any Q format (Down: the lowest 32); up to 2^25 in
  *                       magnitude, each part, they never wrap
  * @param[out]    pDst   64 samples (Down: 32) in the Q format of the sub-bands, oldest first
- * @param[in,out] pSpec  spec of this bank (Down: or of the bank of 64 of the same form)
+ * @param[in,out] pSpec  context of this bank (Down: or of the bank of 64 of the same form)
  * @retval qorStsNullPtrErr       pSrc, pDst or pSpec null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this bank (Down: nor of the bank of 64)
+ * @retval qorStsContextMatchErr  pSpec is not a context of this bank (Down: nor of the bank of 64)
  * @source ISO/IEC 14496-3, clause 4.6.18.4.2 (Down: 4.6.18.4.3); SBRLP: its form for the low-power
  *         mode
  */
@@ -2674,8 +2674,8 @@ QorStatus qorsSynthesisDownFilter_SBRLP_32s(const Qor32s* pSrc, Qor32s* pDst,
  * The window is the caller's: coefficients c(i) of the standard's QMF window with the signs of its
  * table, all 640 for the synthesis at full rate, c(2i) for i from 0 to 319 for the other banks.
  *
- * A spec holds the history of the bank: one channel, one thread at a time. Unlike with the general
- * transforms pMemInit and pBuffer may not be null.
+ * A context holds the history of the bank: one channel, one thread at a time. Unlike with the
+ * general transforms pMemInit and pBuffer may not be null.
  */
 
 /**
@@ -2685,7 +2685,7 @@ QorStatus qorsSynthesisDownFilter_SBRLP_32s(const Qor32s* pSrc, Qor32s* pDst,
 /**
  * Tells the bytes that a bank needs. The two complex forms of a bank need the same.
  *
- * @param[out] pSpecSize  bytes of the memory for a spec, with room for its alignment
+ * @param[out] pSpecSize  bytes of the memory for a context, with room for its alignment
  * @param[out] pInitSize  bytes of the scratch of Init, at least 4
  * @param[out] pBufSize   bytes of the scratch of the filter, at least 4
  * @retval qorStsNullPtrErr  any pointer null
@@ -2719,8 +2719,8 @@ QorStatus qorsSynthesisDownFilterGetSize_SBR_RToR_32f(Qor32s* pSpecSize, Qor32s*
  * Builds a bank with a silent history in the caller's memory. On the memory of a bank that is in
  * use it clears the history. There is no InitAlloc and no Free.
  *
- * @param[out] ppSpec    gets the spec. Only this pointer is one: the address of the memory is none.
- *                       It is valid as long as the memory is neither moved nor copied
+ * @param[out] ppSpec    gets the context. Only this pointer is one: the address of the memory is
+ *                       none. It is valid as long as the memory is neither moved nor copied
  * @param[out] pMemSpec  as many bytes as pSpecSize tells, at any address
  * @param[out] pMemInit  scratch, as many bytes as pInitSize tells, at any address; nothing lasts in
  *                       it behind the call
@@ -2771,10 +2771,10 @@ QorStatus qorsSynthesisDownFilterInit_SBR_RToR_32f(QorsFilterSpec_SBR_32f** ppSp
  * @param[in]     numLoop  slots; below 1 nothing is done, a success that is tested after all else
  * @param[in]     offset   row of the first slot
  * @param[in]     kx       sub-bands to keep, 0 to 32; the history takes the samples whatever it is
- * @param[in,out] pSpec    spec of this form
+ * @param[in,out] pSpec    context of this form
  * @param[out]    pBuffer  scratch, as many bytes as pBufSize tells, at any address; never null
  * @retval qorStsNullPtrErr       pSpec, pWindow or pBuffer null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this form
+ * @retval qorStsContextMatchErr  pSpec is not a context of this form
  * @retval qorStsSizeErr          kx outside 0 to 32
  * @retval qorStsNullPtrErr       pSrc, ppDstRe or ppDstIm null
  * @source ISO/IEC 14496-3, clause 4.6.18.4.1
@@ -2809,10 +2809,10 @@ QorStatus qorsAnalysisFilter_SBR_RToC_32f_D2L(const Qor32f* pSrc, Qor32f* const*
  * @param[in]     numLoop  slots; below 1 nothing is done, a success that is tested after all else
  * @param[in]     offset   row of the first slot
  * @param[in]     kx       sub-bands to keep, 0 to 32; the history takes the samples whatever it is
- * @param[in,out] pSpec    spec of this form
+ * @param[in,out] pSpec    context of this form
  * @param[out]    pBuffer  scratch, as many bytes as pBufSize tells, at any address; never null
  * @retval qorStsNullPtrErr       pSpec or pWindow null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this form
+ * @retval qorStsContextMatchErr  pSpec is not a context of this form
  * @retval qorStsNullPtrErr       pSrc, ppDst or pBuffer null
  * @retval qorStsSizeErr          kx outside 0 to 32
  * @source ISO/IEC 14496-3, clause 4.6.18.4.1; RToR: its form for the low-power mode
@@ -2855,10 +2855,10 @@ QorStatus qorsAnalysisFilter_SBR_RToR_32f_D2L(const Qor32f* pSrc, Qor32f* const*
  * @param[out]    pDst     64 * numLoop samples (Down: 32 * numLoop) in the scale of the sub-bands
  * @param[in]     pWindow  640 coefficients c(i) (Down: 320, c(2i))
  * @param[in]     numLoop  slots; below 1 nothing is done, a success that is tested after all else
- * @param[in,out] pSpec    spec of this bank and form
+ * @param[in,out] pSpec    context of this bank and form
  * @param[out]    pBuffer  scratch, as many bytes as pBufSize tells, at any address; never null
  * @retval qorStsNullPtrErr       pSpec, pWindow or pBuffer null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this bank and form
+ * @retval qorStsContextMatchErr  pSpec is not a context of this bank and form
  * @retval qorStsNullPtrErr       ppSrcRe, ppSrcIm or pDst null
  * @source ISO/IEC 14496-3, clause 4.6.18.4.2 (Down: 4.6.18.4.3)
  */
@@ -2901,10 +2901,10 @@ QorStatus qorsSynthesisDownFilter_SBR_CToR_32f_D2L(const Qor32f* const* ppSrcRe,
  * @param[out]    pDst     64 * numLoop samples (Down: 32 * numLoop) in the scale of the sub-bands
  * @param[in]     pWindow  640 coefficients c(i) (Down: 320, c(2i))
  * @param[in]     numLoop  slots; below 1 nothing is done, a success that is tested after all else
- * @param[in,out] pSpec    spec of this bank and form
+ * @param[in,out] pSpec    context of this bank and form
  * @param[out]    pBuffer  scratch, as many bytes as pBufSize tells, at any address; never null
  * @retval qorStsNullPtrErr       pSpec or pWindow null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this bank and form
+ * @retval qorStsContextMatchErr  pSpec is not a context of this bank and form
  * @retval qorStsNullPtrErr       ppSrc, pDst or pBuffer null
  * @source ISO/IEC 14496-3, clause 4.6.18.4.2 (Down: 4.6.18.4.3); RToR: its form for the low-power
  *         mode
@@ -2931,7 +2931,7 @@ QorStatus qorsSynthesisDownFilter_SBR_RToR_32f_D2L(const Qor32f* const* ppSrc, Q
 /**
  * Tells the bytes that the encoder's bank needs.
  *
- * @param[out] pSpecSize  bytes of the memory for a spec, with room for its alignment
+ * @param[out] pSpecSize  bytes of the memory for a context, with room for its alignment
  * @param[out] pInitSize  bytes of the scratch of Init, at least 4
  * @retval qorStsNullPtrErr  either pointer null
  * @source this library's own context life cycle
@@ -2939,11 +2939,12 @@ QorStatus qorsSynthesisDownFilter_SBR_RToR_32f_D2L(const Qor32f* const* ppSrc, Q
 QorStatus qorsAnalysisFilterEncGetSize_SBR_32f(Qor32s* pSpecSize, Qor32s* pInitSize);
 
 /**
- * Builds a spec of the encoder's bank in the caller's memory, which cannot be moved or copied
- * afterwards. The spec holds tables and scratch and no history: it serves any number of channels in
- * turn, but one thread at a time.
+ * Builds a context of the encoder's bank in the caller's memory, which cannot be moved or copied
+ * afterwards. The context holds tables and scratch and no history: it serves any number of channels
+ * in turn, but one thread at a time.
  *
- * @param[out] pSpec     as many bytes as pSpecSize tells, at any address; this pointer is the spec
+ * @param[out] pSpec     as many bytes as pSpecSize tells, at any address; this pointer is the
+ *                       context
  * @param[out] pMemInit  scratch, as many bytes as pInitSize tells, at any address
  * @retval qorStsNullPtrErr  either pointer null
  * @source this library's own context life cycle
@@ -2951,11 +2952,11 @@ QorStatus qorsAnalysisFilterEncGetSize_SBR_32f(Qor32s* pSpecSize, Qor32s* pInitS
 QorStatus qorsAnalysisFilterEncInit_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec, Qor8u* pMemInit);
 
 /**
- * Allocates and builds a spec of the encoder's bank.
+ * Allocates and builds a context of the encoder's bank.
  *
- * @param[out] ppSpec  gets the spec. When the allocation of the spec failed it is null; when it was
- *                     that of the scratch, a block without a spec, which the caller releases with
- *                     `void qorFree(void*)` of the core library
+ * @param[out] ppSpec  gets the context. When the allocation of the context failed it is null; when
+ *                     it was that of the scratch, a block without a context, which the caller
+ *                     releases with `void qorFree(void*)` of the core library
  * @retval qorStsNullPtrErr   ppSpec null
  * @retval qorStsMemAllocErr  an allocation failed
  * @source this library's own context life cycle
@@ -2963,12 +2964,12 @@ QorStatus qorsAnalysisFilterEncInit_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec, Qo
 QorStatus qorsAnalysisFilterEncInitAlloc_SBR_32f(QorsFilterEncSpec_SBR_32f** ppSpec);
 
 /**
- * Releases a spec of the encoder's bank that InitAlloc made. One that Init made stays as it is and
- * usable.
+ * Releases a context of the encoder's bank that InitAlloc made. One that Init made stays as it is
+ * and usable.
  *
- * @param[in,out] pSpec  the spec
+ * @param[in,out] pSpec  the context
  * @retval qorStsNullPtrErr       pSpec null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this bank
+ * @retval qorStsContextMatchErr  pSpec is not a context of this bank
  * @source this library's own context life cycle
  */
 QorStatus qorsAnalysisFilterEncFree_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec);
@@ -2985,9 +2986,9 @@ QorStatus qorsAnalysisFilterEncFree_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec);
  * @param[in]     pSrc   the last 640 samples of any scale, oldest first; the caller moves on by 64
  *                       samples per slot
  * @param[out]    pDst   64 sub-band samples in the scale of the samples; must not overlap pSrc
- * @param[in,out] pSpec  the spec, in which only scratch is written
+ * @param[in,out] pSpec  the context, in which only scratch is written
  * @retval qorStsNullPtrErr       pSrc, pDst or pSpec null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this bank
+ * @retval qorStsContextMatchErr  pSpec is not a context of this bank
  * @source this library's own, on the QMF window of ISO/IEC 14496-3, clause 4.6.18.4
  */
 QorStatus qorsAnalysisFilterEnc_SBR_32f32fc(const Qor32f* pSrc, Qor32fc* pDst,
@@ -3221,7 +3222,7 @@ QorStatus qorsAnalysisFilter_PS_32fc_D2(const Qor32fc* pSrc, Qor32fc* pDst, Qor3
  *   forward   X[k] = 2   * sum over n of x[n] cos(2 pi/N (n + n0)(k + 1/2))
  *   inverse   y[n] = 2/N * sum over k of X[k] cos(2 pi/N (n + n0)(k + 1/2))
  *
- * A spec holds the tables of one length and one direction. Transforms only read it, so that any
+ * A context holds the tables of one length and one direction. Transforms only read it, so that any
  * number of threads can share it. No pointer needs alignment.
  */
 
@@ -3234,7 +3235,7 @@ QorStatus qorsAnalysisFilter_PS_32fc_D2(const Qor32fc* pSrc, Qor32fc* pDst, Qor3
  *
  * @param[in]  len        block length N: 12, 36 (the blocks of ISO 11172-3 Layer III) or a power of
  *                        two from 32 to 2^28
- * @param[out] pSizeSpec  bytes of the memory for a spec
+ * @param[out] pSizeSpec  bytes of the memory for a context
  * @param[out] pSizeInit  bytes of the scratch of Init; may be 0
  * @param[out] pSizeBuf   bytes of the work memory of a transform
  * @retval qorStsNullPtrErr  any pointer null
@@ -3248,14 +3249,14 @@ QorStatus qorsMDCTInvGetSize_32f(Qor32s len, Qor32s* pSizeSpec, Qor32s* pSizeIni
 /** @} */
 
 /**
- * @name Building a spec for floats in the caller's memory
+ * @name Building a context for floats in the caller's memory
  * @{
  */
 /**
- * Builds the spec of one length and direction. The spec lives as long as the memory, which cannot
- * be moved or copied.
+ * Builds the context of one length and direction. The context lives as long as the memory, which
+ * cannot be moved or copied.
  *
- * @param[out] ppSpec    gets the spec, a place in the memory; untouched on failure
+ * @param[out] ppSpec    gets the context, a place in the memory; untouched on failure
  * @param[in]  len       block length N: 12, 36 or a power of two from 32 to 2^28
  * @param[out] pMemSpec  as many bytes as pSizeSpec tells
  * @param[out] pMemInit  scratch, as many bytes as pSizeInit tells; null will do for 12 and 36 only
@@ -3271,13 +3272,13 @@ QorStatus qorsMDCTInvInit_32f(QorsMDCTInvSpec_32f** ppSpec, Qor32s len, Qor8u* p
 /** @} */
 
 /**
- * @name Allocating a spec for floats
+ * @name Allocating a context for floats
  * @{
  */
 /**
- * Allocates and builds the spec of one length and direction.
+ * Allocates and builds the context of one length and direction.
  *
- * @param[out] ppSpec  gets the spec; untouched on failure, when nothing is left allocated
+ * @param[out] ppSpec  gets the context; untouched on failure, when nothing is left allocated
  * @param[in]  len     block length N: 12, 36 or a power of two from 32 to 2^28
  * @retval qorStsNullPtrErr   ppSpec null
  * @retval qorStsSizeErr      len is none of the lengths above
@@ -3289,15 +3290,15 @@ QorStatus qorsMDCTInvInitAlloc_32f(QorsMDCTInvSpec_32f** ppSpec, Qor32s len);
 /** @} */
 
 /**
- * @name Ending a spec for floats
+ * @name Ending a context for floats
  * @{
  */
 /**
- * Ends a spec: no function accepts it any more. What InitAlloc allocated is released.
+ * Ends a context: no function accepts it any more. What InitAlloc allocated is released.
  *
- * @param[in,out] pSpec  spec of this direction
+ * @param[in,out] pSpec  context of this direction
  * @retval qorStsNullPtrErr       pSpec null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this direction
+ * @retval qorStsContextMatchErr  pSpec is not a context of this direction
  * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdFree_32f(QorsMDCTFwdSpec_32f* pSpec);
@@ -3309,12 +3310,12 @@ QorStatus qorsMDCTInvFree_32f(QorsMDCTInvSpec_32f* pSpec);
  * @{
  */
 /**
- * Tells the bytes of the work memory that a transform with this spec needs.
+ * Tells the bytes of the work memory that a transform with this context needs.
  *
- * @param[in]  pSpec  spec of this direction
+ * @param[in]  pSpec  context of this direction
  * @param[out] pSize  bytes
  * @retval qorStsNullPtrErr       pSpec or pSize null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this direction
+ * @retval qorStsContextMatchErr  pSpec is not a context of this direction
  * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdGetBufSize_32f(const QorsMDCTFwdSpec_32f* pSpec, Qor32s* pSize);
@@ -3340,11 +3341,11 @@ QorStatus qorsMDCTInvGetBufSize_32f(const QorsMDCTInvSpec_32f* pSpec, Qor32s* pS
  * @param[in]  pSrc     Fwd: N samples; Inv: N/2 coefficients; of any scale
  * @param[out] pDst     Fwd: N/2 coefficients; Inv: N samples. The same as pSrc, or does not overlap
  *                      it
- * @param[in]  pSpec    spec of this direction
+ * @param[in]  pSpec    context of this direction
  * @param[out] pBuffer  work memory, as many bytes as GetBufSize tells; nothing lasts in it behind
  *                      the call. With null the transform allocates and releases as much
  * @retval qorStsNullPtrErr       pSpec null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this direction
+ * @retval qorStsContextMatchErr  pSpec is not a context of this direction
  * @retval qorStsNullPtrErr       pSrc or pDst null
  * @retval qorStsMemAllocErr      pBuffer null and the allocation failed
  * @source ISO/IEC 13818-7, clause 15, without window and overlap-add
@@ -3364,11 +3365,11 @@ QorStatus qorsMDCTInv_32f(const Qor32f* pSrc, Qor32f* pDst, const QorsMDCTInvSpe
  *
  * @param[in,out] pSrcDst  N floats. Fwd: N samples in, the first N/2 elements are the coefficients
  *                         out. Inv: the first N/2 elements are the coefficients in, N samples out
- * @param[in]     pSpec    spec of this direction
+ * @param[in]     pSpec    context of this direction
  * @param[out]    pBuffer  work memory, as many bytes as GetBufSize tells; nothing lasts in it
  *                         behind the call. With null the transform allocates and releases as much
  * @retval qorStsNullPtrErr       pSpec null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this direction
+ * @retval qorStsContextMatchErr  pSpec is not a context of this direction
  * @retval qorStsNullPtrErr       pSrcDst null
  * @retval qorStsMemAllocErr      pBuffer null and the allocation failed
  * @source ISO/IEC 13818-7, clause 15, without window and overlap-add
@@ -3385,7 +3386,7 @@ QorStatus qorsMDCTInv_32f_I(Qor32f* pSrcDst, const QorsMDCTInvSpec_32f* pSpec, Q
  * Tells the bytes that the forward transform of 16-bit samples needs.
  *
  * @param[in]  len        block length N, a power of two from 32 to 2^28; not 12 and 36
- * @param[out] pSizeSpec  bytes of the memory for a spec
+ * @param[out] pSizeSpec  bytes of the memory for a context
  * @param[out] pSizeInit  bytes of the scratch of Init
  * @param[out] pSizeBuf   bytes of the work memory of the transform
  * @retval qorStsNullPtrErr  any pointer null
@@ -3396,10 +3397,10 @@ QorStatus qorsMDCTFwdGetSize_16s(Qor32s len, Qor32s* pSizeSpec, Qor32s* pSizeIni
                                  Qor32s* pSizeBuf);
 
 /**
- * Builds the spec of one length for 16-bit samples. The spec lives as long as the memory, which
- * cannot be moved or copied. Unlike with floats the pointers are tested first.
+ * Builds the context of one length for 16-bit samples. The context lives as long as the memory,
+ * which cannot be moved or copied. Unlike with floats the pointers are tested first.
  *
- * @param[out] ppSpec    gets the spec, a place in the memory; untouched on failure
+ * @param[out] ppSpec    gets the context, a place in the memory; untouched on failure
  * @param[in]  len       block length N, a power of two from 32 to 2^28
  * @param[out] pMemSpec  as many bytes as pSizeSpec tells
  * @param[out] pMemInit  scratch, as many bytes as pSizeInit tells
@@ -3411,9 +3412,9 @@ QorStatus qorsMDCTFwdInit_16s(QorsMDCTFwdSpec_16s** ppSpec, Qor32s len, Qor8u* p
                               Qor8u* pMemInit);
 
 /**
- * Allocates and builds the spec of one length for 16-bit samples.
+ * Allocates and builds the context of one length for 16-bit samples.
  *
- * @param[out] ppSpec  gets the spec; untouched on failure, when nothing is left allocated
+ * @param[out] ppSpec  gets the context; untouched on failure, when nothing is left allocated
  * @param[in]  len     block length N, a power of two from 32 to 2^28
  * @retval qorStsNullPtrErr   ppSpec null
  * @retval qorStsSizeErr      len is not such a power of two
@@ -3423,23 +3424,23 @@ QorStatus qorsMDCTFwdInit_16s(QorsMDCTFwdSpec_16s** ppSpec, Qor32s len, Qor8u* p
 QorStatus qorsMDCTFwdInitAlloc_16s(QorsMDCTFwdSpec_16s** ppSpec, Qor32s len);
 
 /**
- * Ends a spec for 16-bit samples: no function accepts it any more. What InitAlloc allocated is
+ * Ends a context for 16-bit samples: no function accepts it any more. What InitAlloc allocated is
  * released.
  *
- * @param[in,out] pSpec  the spec
+ * @param[in,out] pSpec  the context
  * @retval qorStsNullPtrErr       pSpec null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this transform
+ * @retval qorStsContextMatchErr  pSpec is not a context of this transform
  * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdFree_16s(QorsMDCTFwdSpec_16s* pSpec);
 
 /**
- * Tells the bytes of the work memory that a transform of 16-bit samples with this spec needs.
+ * Tells the bytes of the work memory that a transform of 16-bit samples with this context needs.
  *
- * @param[in]  pSpec  the spec
+ * @param[in]  pSpec  the context
  * @param[out] pSize  bytes
  * @retval qorStsNullPtrErr       pSpec or pSize null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this transform
+ * @retval qorStsContextMatchErr  pSpec is not a context of this transform
  * @source this library's own context life cycle
  */
 QorStatus qorsMDCTFwdGetBufSize_16s(const QorsMDCTFwdSpec_16s* pSpec, Qor32s* pSize);
@@ -3454,12 +3455,12 @@ QorStatus qorsMDCTFwdGetBufSize_16s(const QorsMDCTFwdSpec_16s* pSpec, Qor32s* pS
  * @param[in]  pSrc         N samples in any Q format
  * @param[out] pDst         N/2 coefficients, in the Q format of the samples less scaleFactor. The
  *                          same as pSrc, or does not overlap it
- * @param[in]  pSpec        the spec
+ * @param[in]  pSpec        the context
  * @param[in]  scaleFactor  any value; a positive one shrinks the coefficients
  * @param[out] pBuffer      work memory, as many bytes as GetBufSize tells; nothing lasts in it
  *                          behind the call. With null the transform allocates and releases as much
  * @retval qorStsNullPtrErr       pSpec null
- * @retval qorStsContextMatchErr  pSpec is not a spec of this transform
+ * @retval qorStsContextMatchErr  pSpec is not a context of this transform
  * @retval qorStsNullPtrErr       pSrc or pDst null
  * @retval qorStsMemAllocErr      pBuffer null and the allocation failed
  * @source ISO/IEC 13818-7, clause 15, without window and overlap-add
@@ -3474,10 +3475,10 @@ QorStatus qorsMDCTFwd_16s_Sfs(const Qor16s* pSrc, Qor16s* pDst, const QorsMDCTFw
 /**
  * @addtogroup vlc
  *
- * @par Cursor and specs
- * Codes go through the bit cursor ppBitStream, pBitOffset. Specs are only read and can be shared;
- * the pointer to one is aligned up to a multiple of 32 bytes before it is used. The record behind
- * it and its tables are trusted.
+ * @par Cursor and codes
+ * Codes go through the bit cursor ppBitStream, pBitOffset. Code records are only read and can be
+ * shared; the pointer to one is aligned up to a multiple of 32 bytes before it is used. The record
+ * behind it and its tables are trusted.
  *
  * @par Stream
  *  - AAC: the code, the sign of x, the sign of y, the escape of x, the escape of y: a value from 16
