@@ -161,6 +161,12 @@ void NoiselessDecode(benchmark::State& state) {
 }
 BENCHMARK(NoiselessDecode)->Unit(benchmark::kMillisecond);
 
+void tellTimePer(benchmark::State& state, const char* name, std::size_t count) {
+    state.counters[name] = benchmark::Counter(
+        static_cast<double>(count),
+        benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
 void ChanPairElt(benchmark::State& state) {
     if (elements().pairs.empty()) {
         state.SkipWithError("the stream has no channel pairs");
@@ -177,8 +183,7 @@ void ChanPairElt(benchmark::State& state) {
             benchmark::DoNotOptimize(pair);
         }
     }
-    state.counters["elements"] = benchmark::Counter(static_cast<double>(elements().pairs.size()),
-                                                    benchmark::Counter::kIsIterationInvariantRate);
+    tellTimePer(state, "perElement", elements().pairs.size());
 }
 BENCHMARK(ChanPairElt);
 
@@ -191,8 +196,7 @@ void AdtsHeader(benchmark::State& state) {
             benchmark::DoNotOptimize(header);
         }
     }
-    state.counters["frames"] = benchmark::Counter(static_cast<double>(frames().size()),
-                                                  benchmark::Counter::kIsIterationInvariantRate);
+    tellTimePer(state, "perFrame", frames().size());
 }
 BENCHMARK(AdtsHeader);
 

@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <array>
 #include <random>
 #include <vector>
 
@@ -111,7 +112,9 @@ void PeerMdct(benchmark::State& state) {
     const int n = int(state.range(0));
     if (av_tx_init(&context, &transform, type, 1, n, &scale, 0) < 0)
         return state.SkipWithError("av_tx_init");
-    std::vector<T> x(1024, T(1000)), y(2048);
+    alignas(64) std::array<T, 1024> x;
+    alignas(64) std::array<T, 2048> y;
+    x.fill(T(1000));
     for (auto _ : state) {
         for (int i = 0; i < 1024; i += n) transform(context, y.data() + i, x.data() + i, sizeof(T));
         benchmark::ClobberMemory();

@@ -135,15 +135,14 @@ BENCHMARK(VqIndex)->Arg(8)->Arg(16);
 
 void VqReconstruction(benchmark::State& state) {
     Quantizer vq;
-    vq.preliminary(0, 1);
-    vq.preliminary(1, 1);
+    for (int b = 0; b < 2; ++b) vq.preliminary(b, int(state.range(0)));
     for (auto _ : state) {
         qorsVQReconstruction_32f(vq.ppIndex, vq.ppSign, vq.lengths.data(), vq.kDivisions, 2,
                                  vq.rebuilt.data(), vq.books);
         benchmark::ClobberMemory();
     }
 }
-BENCHMARK(VqReconstruction);
+BENCHMARK(VqReconstruction)->Arg(1);
 
 // --- FIR --------------------------------------------------------------------------------------
 

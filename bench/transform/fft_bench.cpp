@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -120,27 +121,29 @@ Run avTx(int order, bool real) {
 }
 #endif
 
-// Repetitions of a row share one setup; a plan costs much more than a transform.
-struct Setup {
-    std::string name;
-    Run run;
-};
-Setup current;
+// Repetitions of a row share one setup, since a plan costs much more than a transform; those of one
+// order are kept, so that its rows can be run in any order.
+std::map<std::string, Run> setups;
+int orderOfSetups = 0;
+
+const Run& setup(const std::string& name, int order, const std::function<Run()>& make) {
+    if (order != orderOfSetups) setups.clear();
+    orderOfSetups = order;
+    const auto known = setups.find(name);
+    return known != setups.end() ? known->second : setups.emplace(name, make()).first->second;
+}
 
 void row(const char* library, bool real, int order, const std::function<Run()>& make) {
     const std::string name = std::string(library) + (real ? "/real/" : "/complex/") +
                              (order < 10 ? "0" : "") + std::to_string(order);
     benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
-        if (current.name != name) {
-            current = {};
-            current = {name, make()};
-        }
-        if (!current.run) {
+        const Run& run = setup(name, order, make);
+        if (!run) {
             state.SkipWithError("not offered");
             return;
         }
         for (auto _ : state) {
-            current.run();
+            run();
             benchmark::ClobberMemory();
         }
         const double operations = (real ? 2.5 : 5) * order * static_cast<double>(1 << order);
