@@ -1,7 +1,7 @@
 # Thin names over the CMake presets; HACKING.md explains them.
 version := $(shell sed -n 's/^project.*VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 
-.PHONY: all demo test asan tsan fuzz clang docs bench format lint install package check-package clean
+.PHONY: all demo test asan tsan fuzz clang docs bench figures format lint install package check-package clean
 
 all:
 	@scripts/install-deps build test
@@ -63,6 +63,11 @@ bench:
 	cmake --preset bench
 	cmake --build --preset bench
 	scripts/run-bench
+
+# The tables and charts of docs/performance.md and its pages, from one run of the benchmarks.
+figures:
+	@scripts/install-deps build bench
+	scripts/figures
 
 format:
 	@scripts/install-deps lint
