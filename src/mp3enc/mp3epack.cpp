@@ -15,7 +15,7 @@ namespace qorac {
 
 namespace {
 
-constexpr Qor32s kEscape = 15;  // the largest value of the alphabets with escape bits
+constexpr Qor32u kEscape = 15;  // the largest value of the alphabets with escape bits
 
 // Field by field at a bit cursor.
 struct FieldWriter {
@@ -140,41 +140,66 @@ void packScaleFactorsLsf(const FieldWriter& out, const Qor8s* pScaleFactor, QorM
 
 // --- spectrum ---------------------------------------------------------------------------------
 
+namespace {
+
+// Bits on their way into the stream, the last one lowest.
+struct Bits {
+    Qor32u value = 0;
+    int count = 0;
+
+    QORAC_INLINE void append(Qor32u bits, int n) {
+        value = value << n | bits;
+        count += n;
+    }
+    // The sign of a value other than 0. Where lines are 0 or not as chance has it, a branch would
+    // be predicted wrongly too often.
+    QORAC_INLINE void appendSign(Qor32s x) {
+        value = value << (x != 0) | Qor32u(x < 0);
+        count += x != 0;
+    }
+};
+
+// Code and signs of a pair; at most 21 bits.
+QORAC_INLINE Bits pairBits(const HuffmanTable& huffman, Qor32s x, Qor32s y) {
+    const HuffmanCode& symbol = huffman.pCode[huffman.xlen * magnitude(x) + magnitude(y)];
+    Bits bits{symbol.code, symbol.length};
+    bits.appendSign(x);
+    bits.appendSign(y);
+    return bits;
+}
+
+// Escape bits and sign of a value.
+QORAC_INLINE void appendTail(Bits& bits, const HuffmanTable& huffman, Qor32s x) {
+    const Qor32u largest = Qor32u(huffman.linmax) - 1;
+    if (magnitude(x) >= kEscape) bits.append((magnitude(x) - kEscape) & largest, huffman.linbits);
+    bits.appendSign(x);
+}
+
+}  // namespace
+
 int ownHuffmanEncodePairs_MP3(const Qor32s* pSrc, int len, Qor8u** ppBitStream, Qor32s* pOffset,
                               int table) {
     if (table == 0 || len < 1) return 0;
     const HuffmanTable& huffman = pHf_table[table];
     BitAppender out(ppBitStream, pOffset);
     int written = 0;
-    for (int i = 0; i < len; i += 2) {
-        const Qor32u ax = magnitude(pSrc[i]), ay = magnitude(pSrc[i + 1]);
-        const Qor32u sx = pSrc[i] < 0, sy = pSrc[i + 1] < 0;
-        if (table < 16) {
-            const HuffmanCode& symbol = huffman.pCode[huffman.xlen * ax + ay];
-            Qor32u bits = symbol.code;
-            int n = symbol.length;
-            if (ax != 0) bits = bits << 1 | sx, ++n;
-            if (ay != 0) bits = bits << 1 | sy, ++n;
-            out.put(bits, n);
-            written += n;
-            continue;
+    const auto put = [&](const Bits& bits) {
+        out.put(bits.value, bits.count);
+        written += bits.count;
+    };
+    if (table < 16) {
+        for (int i = 0; i < len; i += 2) put(pairBits(huffman, pSrc[i], pSrc[i + 1]));
+    } else {
+        for (int i = 0; i < len; i += 2) {
+            const Qor32s x = pSrc[i], y = pSrc[i + 1];
+            const Qor32u m = std::min(magnitude(x), kEscape), k = std::min(magnitude(y), kEscape);
+            const HuffmanCode& symbol = huffman.pCode[huffman.xlen * m + k];
+            put({symbol.code, symbol.length});
+            Bits tail;
+            appendTail(tail, huffman, x);
+            appendTail(tail, huffman, y);
+            put(tail);
         }
-        const Qor32u m = std::min<Qor32u>(ax, kEscape), k = std::min<Qor32u>(ay, kEscape);
-        const HuffmanCode& symbol = huffman.pCode[huffman.xlen * m + k];
-        out.put(symbol.code, symbol.length);
-        const Qor32u escapeMask = Qor32u(huffman.linmax) - 1;
-        Qor32u tail = 0;
-        int n = 0;
-        const auto append = [&](Qor32u value, int nBits) {
-            tail = tail << nBits | value;
-            n += nBits;
-        };
-        if (m == kEscape) append((ax - kEscape) & escapeMask, huffman.linbits);
-        if (m != 0) append(sx, 1);
-        if (k == kEscape) append((ay - kEscape) & escapeMask, huffman.linbits);
-        if (k != 0) append(sy, 1);
-        out.put(tail, n);
-        written += symbol.length + n;
     }
     out.store();
     return written;
@@ -186,17 +211,15 @@ int ownHuffmanEncodeQuads_MP3(const Qor32s* pSrc, int len, Qor8u** ppBitStream, 
     BitAppender out(ppBitStream, pOffset);
     int written = 0;
     for (int i = 0; i < len; i += 4) {
-        Qor32u symbol = 0, signs = 0;
-        int count = 0;
+        Qor32u symbol = 0;
+        Bits signs;
         for (int j = 0; j < 4; ++j) {
-            const Qor32s value = pSrc[i + j];
-            symbol = symbol << 1 | Qor32u(value != 0);
-            if (value == 0) continue;
-            signs = signs << 1 | Qor32u(value < 0);
-            ++count;
+            symbol = symbol << 1 | Qor32u(pSrc[i + j] != 0);
+            signs.appendSign(pSrc[i + j]);
         }
-        const int n = huffman.pCode[symbol].length + count;
-        out.put(Qor32u(huffman.pCode[symbol].code) << count | signs, n);
+        const HuffmanCode& code = huffman.pCode[symbol];
+        const int n = code.length + signs.count;
+        out.put(Qor32u(code.code) << signs.count | signs.value, n);
         written += n;
     }
     out.store();
