@@ -16,6 +16,7 @@
 #include "mp3enc/mp3epsych.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "frame/dispatch.h"
 #include "frame/fixed.h"
@@ -127,6 +128,10 @@ QORAC_BIND(void, lineCrossTerms, (const Qor32sc* pA, const Qor32sc* pB, int coun
 QORAC_BIND(void, multiplyQ31,
            (const Qor64s* pEnergy, const Qor32s* pFactor, int count, Qor64s* pDst),
            (pEnergy, pFactor, count, pDst))
+QORAC_BIND(void, spread,
+           (const Qor64s* const* pRows, int rows, const Qor16s* pBound, const Qor32s* pPacked,
+            int count, Qor64s* const* pDst),
+           (pRows, rows, pBound, pPacked, count, pDst))
 QORAC_BIND(void, maskingThresholds,
            (const Qor64s* pEnergy, const Qor64s* pUnpredictable, int count, Qor64s* pThreshold),
            (pEnergy, pUnpredictable, count, pThreshold))
@@ -230,39 +235,6 @@ void ownsCalEnergyUnpredict_Psy_MP3(const SpectrumLong* pSpectrum, const Unpredi
 
 namespace {
 
-// Spreading: each row's partition b gathers the partitions of its bound, each times its
-// coefficient. Rows stand `stride` apart and share the coefficients.
-template <int rows, int stride>
-QORAC_INLINE void spread(const Qor64s* pEnergy, const Qor16s* pBound, const Qor32s* pPacked,
-                         int count, Qor64s* pDst) {
-    for (int b = 0; b < count; ++b) {
-        Qor64s sum[rows] = {};
-        for (int j = pBound[2 * b]; j < pBound[2 * b + 1]; ++j) {
-            const Qor32s coefficient = *pPacked++;
-            for (int row = 0; row < rows; ++row) {
-                sum[row] += mulQ31(pEnergy[row * stride + j], coefficient);
-            }
-        }
-        for (int row = 0; row < rows; ++row) pDst[row * stride + b] = sum[row];
-    }
-}
-
-QORAC_CLONES void spreadLong(const PartitionsLong* pEnergy, const PsyTables& tables, int channels,
-                             PartitionsLong* pDst) {
-    const Qor16s* const bound = tables.pSprdngBoundLong.data();
-    const Qor32s* const packed = tables.pSprdngPackedLong.data();
-    const int count = tables.numPartLong;
-    if (channels == 1) spread<1, kMaxPartLong>(*pEnergy, bound, packed, count, *pDst);
-    if (channels == 2) spread<2, kMaxPartLong>(*pEnergy, bound, packed, count, *pDst);
-    if (channels == 4) spread<4, kMaxPartLong>(*pEnergy, bound, packed, count, *pDst);
-}
-
-QORAC_CLONES void spreadShort(const PartitionsShort& energy, const PsyTables& tables,
-                              PartitionsShort& dst) {
-    spread<kWindows, kMaxPartShort>(energy[0], tables.pSprdngBoundShort.data(),
-                                    tables.pSprdngPackedShort.data(), tables.numPartShort, dst[0]);
-}
-
 template <typename Partitions>
 FourChannels fourChannels(Partitions* p) {
     return {p[0], p[1], p[2], p[3]};
@@ -275,8 +247,16 @@ QORAC_CLONES void ownsCalSpreadedEnergyThreshold_Psy_MP3(
     int channels, QorMP3PsychoState* pState, PartitionsLong* pSpread,
     PartitionsLong* pUnpredictableSpread, PartitionsLong* pThreshold) {
     const int count = tables.numPartLong;
-    spreadLong(pEnergy, tables, channels, pSpread);
-    spreadLong(pUnpredictable, tables, channels, pUnpredictableSpread);
+    const Qor64s* rows[2 * kAnalysisChannels] = {};
+    Qor64s* spreadRows[2 * kAnalysisChannels] = {};
+    for (int c = 0; c < channels; ++c) {
+        rows[c] = pEnergy[c];
+        rows[channels + c] = pUnpredictable[c];
+        spreadRows[c] = pSpread[c];
+        spreadRows[channels + c] = pUnpredictableSpread[c];
+    }
+    spread(rows, 2 * channels, tables.pSprdngBoundLong.data(), tables.pSprdngPackedLong.data(),
+           count, spreadRows);
     for (int c = 0; c < channels; ++c) {
         maskingThresholds(pSpread[c], pUnpredictableSpread[c], count, pThreshold[c]);
     }
@@ -345,8 +325,15 @@ QORAC_CLONES void ownsCalSpreadedEnergyThresholdShort_Psy_MP3(const PartitionsSh
                                                               PartitionsShort* pSpread,
                                                               PartitionsShort* pThreshold) {
     const int count = tables.numPartShort;
+    const Qor64s* rows[kAnalysisChannels * kWindows] = {};
+    Qor64s* spreadRows[kAnalysisChannels * kWindows] = {};
+    for (int i = 0; i < channels * kWindows; ++i) {
+        rows[i] = pEnergy[i / kWindows][i % kWindows];
+        spreadRows[i] = pSpread[i / kWindows][i % kWindows];
+    }
+    spread(rows, channels * kWindows, tables.pSprdngBoundShort.data(),
+           tables.pSprdngPackedShort.data(), count, spreadRows);
     for (int c = 0; c < channels; ++c) {
-        spreadShort(pEnergy[c], tables, pSpread[c]);
         for (int w = 0; w < kWindows; ++w) {
             multiplyQ31(pSpread[c][w], tables.pSMRShort.data(), count, pThreshold[c][w]);
         }
@@ -443,49 +430,35 @@ void ownsConvertThresholdToSfb_Psy_MP3(const Qor64s* pEnergy, const Qor64s* pThr
 
 namespace {
 
-// --- a granule --------------------------------------------------------------------------------
+// --- spectra ----------------------------------------------------------------------------------
 
-struct Totals {
-    PartitionsLong energy[kAnalysisChannels], unpredictable[kAnalysisChannels];
-};
-struct Lines {
-    SpectrumLong spectrum[2];
-    Unpredictability cw[2];
-};
-struct Masking {
-    PartitionsLong spread[kAnalysisChannels], unpredictableSpread[kAnalysisChannels];
-    PartitionsLong threshold[kAnalysisChannels];
-};
-struct MaskingShort {
-    PartitionsShort spread[kAnalysisChannels], threshold[kAnalysisChannels];
-};
-
-// Scratch of a granule. The members of a union are used one after the other.
-struct Work {
-    PartitionsShort energyShort[kAnalysisChannels];
-    union {
-        SpectrumShort spectrumShort[2];
-        Totals total;
-    };
-    union {
-        Lines lines;
-        Masking masking;
-        MaskingShort maskingShort;
-    };
-};
-
-constexpr std::size_t kWorkSize = 25152;
-static_assert(alignof(Work) == 8 && sizeof(Work) + 4 <= kWorkSize);
-
-struct Ratios {
-    Qor32s ratioLong[kAnalysisChannels][36];
-    Qor32s ratioShort[kAnalysisChannels][36];
-};
+constexpr int kMaxGranules = 2;
+constexpr int kSpectra = 4;  // two channels in two granules
 
 struct Channels {
     int input;     // 1 or 2
     int analysis;  // with mid and side: 1, 2 or 4
     bool midSide() const { return analysis == kAnalysisChannels; }
+};
+
+// Scratch of a frame, by granule * input channels + channel. The members of the union are used one
+// after the other.
+struct Work {
+    union {
+        SpectrumShort spectrumShort[kSpectra];
+        SpectrumLong spectrum[kSpectra];
+    };
+    Unpredictability cw[kSpectra];
+};
+
+constexpr std::size_t kWorkSize = 25152;
+static_assert(alignof(Work) == 4 && sizeof(Work) <= kWorkSize);
+
+// What the decisions need of a granule.
+struct Granule {
+    PartitionsShort energyShort[kAnalysisChannels];
+    PartitionsLong energy[kAnalysisChannels], unpredictable[kAnalysisChannels];
+    PartitionsLong threshold[kAnalysisChannels];
 };
 
 // `size` samples of an interleaved channel times a window.
@@ -504,60 +477,78 @@ QORAC_CLONES void windowShort(const Qor16s* pSrc, int stride, Qor16s* pDst) {
                 : window<256>(pSrc, 2, pHannWinShort_MP3, pDst);
 }
 
-// Spectra and unpredictability of one channel. The three short windows stand in the middle of the
-// long one.
-void analyseLines(const Qor16s* pSrc, int stride, QorMP3PsychoState* pState, SpectrumLong& spectrum,
-                  SpectrumShort& spectrumShort, Unpredictability& cw) {
+// Energies and unpredictability of all granules. The transforms take four spectra at once; where
+// there are fewer, the first one's samples stand in. The three short windows stand in the middle of
+// the long one.
+void analyseSpectra(const Qor16s* pSrcPcm, const PsyTables& tables, Channels channels, int granules,
+                    QorMP3PsychoState* pState, Work& work, Granule* pGranule) {
     constexpr int kFirstShort = 256, kShortStep = 128;
-    alignas(64) Qor16s windowed[1024];
-    windowLong(pSrc, stride, windowed);
-    ownsFFTFwd1024_Audio_16s32sc(windowed, spectrum);
-    ownsCalUnpredictMeasureCw06_Psy_MP3(spectrum, pState, cw);
+    const int inputs = channels.input, spectra = granules * inputs;
+    const auto samples = [&](int i, int first) {
+        return pSrcPcm + (i / inputs * kGranule + first) * inputs + i % inputs;
+    };
+    alignas(64) Qor16s windowed[kSpectra][1024];
+    const Qor16s* pSrc[kSpectra];
+    Qor32sc* pDst[kSpectra];
+    for (int i = 0; i < kSpectra; ++i) pSrc[i] = windowed[i < spectra ? i : 0];
+
     for (int w = 0; w < kWindows; ++w) {
-        windowShort(pSrc + (kFirstShort + kShortStep * w) * stride, stride, windowed);
-        ownsFFTFwd256_Audio_16s32sc(windowed, spectrumShort[w]);
+        for (int i = 0; i < spectra; ++i) {
+            windowShort(samples(i, kFirstShort + kShortStep * w), inputs, windowed[i]);
+        }
+        for (int i = 0; i < kSpectra; ++i) pDst[i] = work.spectrumShort[i][w];
+        ownsFFTFwd256_Audio_16s32sc(pSrc, pDst);
     }
-    ownsCalUnpredictMeasureCwAbove06_Psy_MP3(spectrumShort, cw);
+    for (int i = 0; i < spectra; ++i) {
+        ownsCalUnpredictMeasureCwAbove06_Psy_MP3(work.spectrumShort[i], work.cw[i]);
+    }
+    for (int g = 0; g < granules; ++g) {
+        ownsCalEnergyShort_Psy_MP3(work.spectrumShort + g * inputs, tables, inputs,
+                                   channels.midSide(), pGranule[g].energyShort);
+    }
+
+    for (int i = 0; i < spectra; ++i) windowLong(samples(i, 0), inputs, windowed[i]);
+    for (int i = 0; i < kSpectra; ++i) pDst[i] = work.spectrum[i];
+    ownsFFTFwd1024_Audio_16s32sc(pSrc, pDst);
+    for (int i = 0; i < spectra; ++i) {
+        ownsCalUnpredictMeasureCw06_Psy_MP3(work.spectrum[i], pState + i % inputs, work.cw[i]);
+    }
+    for (int g = 0; g < granules; ++g) {
+        ownsCalEnergyUnpredict_Psy_MP3(work.spectrum + g * inputs, work.cw + g * inputs, tables,
+                                       inputs, channels.midSide(), pGranule[g].energy,
+                                       pGranule[g].unpredictable);
+    }
 }
 
-// Analyses the granule that begins at pSrc: entropies, block types and ratios.
-void analyseGranule(const Qor16s* pSrc, const PsyTables& tables, Channels channels,
-                    QorMP3PsychoState* pState, Work& work, Qor32s* pPe, QorMP3SideInfo* pSideInfo,
-                    Ratios& ratios) {
-    auto& lines = work.lines;
-    for (int c = 0; c < channels.input; ++c) {
-        analyseLines(pSrc + c, channels.input, pState + c, lines.spectrum[c], work.spectrumShort[c],
-                     lines.cw[c]);
-    }
-    ownsCalEnergyShort_Psy_MP3(work.spectrumShort, tables, channels.input, channels.midSide(),
-                               work.energyShort);
-    auto& total = work.total;
-    ownsCalEnergyUnpredict_Psy_MP3(lines.spectrum, lines.cw, tables, channels.input,
-                                   channels.midSide(), total.energy, total.unpredictable);
+// --- a granule --------------------------------------------------------------------------------
 
-    auto& masking = work.masking;
-    ownsCalSpreadedEnergyThreshold_Psy_MP3(total.energy, total.unpredictable, tables,
-                                           channels.analysis, pState, masking.spread,
-                                           masking.unpredictableSpread, masking.threshold);
+// Thresholds of the long partitions, entropies and block types of a granule.
+void decideGranule(const PsyTables& tables, Channels channels, QorMP3PsychoState* pState,
+                   Granule& granule, Qor32s* pPe, QorMP3SideInfo* pSideInfo) {
+    PartitionsLong spread[kAnalysisChannels], unpredictableSpread[kAnalysisChannels];
+    ownsCalSpreadedEnergyThreshold_Psy_MP3(granule.energy, granule.unpredictable, tables,
+                                           channels.analysis, pState, spread, unpredictableSpread,
+                                           granule.threshold);
     for (int c = 0; c < channels.analysis; ++c) {
-        pPe[c] = perceptualEntropy(total.energy[c], masking.threshold[c], tables);
-        ownsConvertThresholdToSfb_Psy_MP3(total.energy[c], masking.threshold[c],
-                                          ratios.ratioLong[c], tables.pPartToSfbWeightLong.data(),
-                                          tables.pPartToSfbBuoLong.data(), kSfbLong, 1);
+        pPe[c] = perceptualEntropy(granule.energy[c], granule.threshold[c], tables);
     }
+    ownsSwitchBlockType_Psy_MP3(granule.energyShort, pPe, tables, channels.input, pState,
+                                pSideInfo);
+}
 
-    auto& maskingShort = work.maskingShort;
-    ownsCalSpreadedEnergyThresholdShort_Psy_MP3(work.energyShort, tables, channels.analysis, pState,
-                                                maskingShort.spread, maskingShort.threshold);
-    for (int c = 0; c < channels.analysis; ++c) {
-        for (int w = 0; w < kWindows; ++w) {
-            ownsConvertThresholdToSfb_Psy_MP3(
-                work.energyShort[c][w], maskingShort.threshold[c][w], ratios.ratioShort[c] + w,
-                tables.pPartToSfbWeightShort.data(), tables.pPartToSfbBuoShort.data(), kSfbShort,
-                kWindows);
-        }
+void longRatios(const Granule& granule, int c, const PsyTables& tables, Qor32s* pDst) {
+    ownsConvertThresholdToSfb_Psy_MP3(granule.energy[c], granule.threshold[c], pDst,
+                                      tables.pPartToSfbWeightLong.data(),
+                                      tables.pPartToSfbBuoLong.data(), kSfbLong, 1);
+}
+
+void shortRatios(const PartitionsShort& energy, const PartitionsShort& threshold,
+                 const PsyTables& tables, Qor32s* pDst) {
+    for (int w = 0; w < kWindows; ++w) {
+        ownsConvertThresholdToSfb_Psy_MP3(energy[w], threshold[w], pDst + w,
+                                          tables.pPartToSfbWeightShort.data(),
+                                          tables.pPartToSfbBuoShort.data(), kSfbShort, kWindows);
     }
-    ownsSwitchBlockType_Psy_MP3(work.energyShort, pPe, tables, channels.input, pState, pSideInfo);
 }
 
 // --- a frame ----------------------------------------------------------------------------------
@@ -593,7 +584,7 @@ void setIntensityBound(const QorMP3FrameHeader& header, const QorMP3SideInfo* pS
 void psychoacousticModel(const Qor16s* pSrcPcm, QorMP3PsychoInfo* pDstPsyInfo,
                          Qor32s* pDstIsSfbBound, QorMP3SideInfo* pDstSideInfo,
                          QorMP3FrameHeader* pFrameHeader, QorMP3PsychoState* pState, Work& work) {
-    constexpr int kMaxGranules = 2, kHighestIntensityIndex = 8;
+    constexpr int kHighestIntensityIndex = 8, kRatios = 36;
     const int inputs = pFrameHeader->mode == 3 ? 1 : 2;
     const bool joint = pFrameHeader->mode == 1;
     const Channels channels{inputs, joint ? kAnalysisChannels : inputs};
@@ -603,33 +594,51 @@ void psychoacousticModel(const Qor16s* pSrcPcm, QorMP3PsychoInfo* pDstPsyInfo,
     // Entropies of the delayed granule and of those of this frame.
     Qor32s pe[1 + kMaxGranules][kAnalysisChannels] = {};
     for (int c = 0; c < channels.analysis; ++c) pe[0][c] = pState[c].pe;
-    Ratios ratios[kMaxGranules] = {};
+    Granule granule[kMaxGranules];
+    analyseSpectra(pSrcPcm, tables, channels, granules, pState, work, granule);
     for (int g = 0; g < granules; ++g) {
-        analyseGranule(pSrcPcm + g * kGranule * inputs, tables, channels, pState, work, pe[g + 1],
-                       pDstSideInfo + g * inputs, ratios[g]);
+        decideGranule(tables, channels, pState, granule[g], pe[g + 1], pDstSideInfo + g * inputs);
     }
 
     const bool midSide = joint && choosesMidSide(pe, pDstSideInfo, granules);
     const int offset = midSide ? 2 : 0;
 
-    // The ratios of this frame's first granule overwrite those of the delayed one in the records of
-    // granule 0; the records of granule 1 keep the ratios that they had.
-    const auto copyRatios = [&](int c, const Qor32s* pLong, const Qor32s* pShort, int blockType) {
-        std::copy_n(blockType == 2 ? pShort : pLong, 36, pDstPsyInfo[c].ratio);
+    PartitionsShort spreadShort[kAnalysisChannels], thresholdShort[kAnalysisChannels];
+    const auto maskShort = [&](int g) {
+        ownsCalSpreadedEnergyThresholdShort_Psy_MP3(
+            granule[g].energyShort, tables, channels.analysis, pState, spreadShort, thresholdShort);
     };
-    for (int c = 0; c < inputs; ++c) {
-        const QorMP3PsychoState& delayed = pState[c + offset];
-        copyRatios(c, delayed.ratioLong, delayed.ratioShort, pDstSideInfo[c].block_type);
-        if (granules == kMaxGranules) {
-            copyRatios(c, ratios[0].ratioLong[c + offset], ratios[0].ratioShort[c + offset],
-                       pDstSideInfo[inputs + c].block_type);
+    // The ratios of this frame's first granule overwrite those of the delayed one in the records of
+    // granule 0; the records of granule 1 keep the ratios that they had. Of the first granule no
+    // others are ever asked for: thresholds of short blocks are found for a short block only.
+    if (granules == kMaxGranules) {
+        bool masked = false;
+        for (int c = 0; c < inputs; ++c) {
+            Qor32s ratio[kRatios] = {};
+            if (pDstSideInfo[inputs + c].block_type == 2) {
+                if (!masked) maskShort(0);
+                masked = true;
+                shortRatios(granule[0].energyShort[c + offset], thresholdShort[c + offset], tables,
+                            ratio);
+            } else {
+                longRatios(granule[0], c + offset, tables, ratio);
+            }
+            std::copy_n(ratio, kRatios, pDstPsyInfo[c].ratio);
+        }
+    } else {
+        for (int c = 0; c < inputs; ++c) {
+            const QorMP3PsychoState& delayed = pState[c + offset];
+            std::copy_n(pDstSideInfo[c].block_type == 2 ? delayed.ratioShort : delayed.ratioLong,
+                        kRatios, pDstPsyInfo[c].ratio);
         }
     }
 
-    const Ratios& last = ratios[granules - 1];
+    const int last = granules - 1;
+    maskShort(last);
     for (int c = 0; c < channels.analysis; ++c) {
-        std::copy_n(last.ratioLong[c], 36, pState[c].ratioLong);
-        std::copy_n(last.ratioShort[c], 36, pState[c].ratioShort);
+        std::fill_n(pState[c].ratioLong, kRatios, 0);
+        longRatios(granule[last], c, tables, pState[c].ratioLong);
+        shortRatios(granule[last].energyShort[c], thresholdShort[c], tables, pState[c].ratioShort);
         pState[c].pe = pe[granules][c];
     }
     for (int g = 0; g < granules; ++g) {
@@ -657,6 +666,6 @@ QorStatus qorsPsychoacousticModelTwo_MP3_16s(const Qor16s* pSrcPcm, QorMP3Psycho
         return qorStsNullPtrErr;
     }
     psychoacousticModel(pSrcPcm, pDstPsyInfo, pDstIsSfbBound, pDstSideInfo, pFrameHeader, pState,
-                        *reinterpret_cast<Work*>(alignUp<alignof(Work)>(pWork)));
+                        *reinterpret_cast<Work*>(pWork));
     return qorStsNoErr;
 }

@@ -173,6 +173,80 @@ static void multiplyQ31(const Qor64s* pEnergy, const Qor32s* pFactor, int count,
 
 // --- partitions -------------------------------------------------------------------------------
 
+// The rows i of a matrix of kWideLanes rows become its columns: in steps 1, 2, 4 each pair of rows
+// that distance apart exchanges its blocks of as many lanes beside the diagonal.
+template <int distance, bool upper, int... lane>
+static QORAC_INLINE Wide exchanged(const Wide& a, const Wide& b,
+                                   std::integer_sequence<int, lane...>) {
+    constexpr auto source = [](int l) {
+        const bool fromA = (l & distance) == 0;
+        return upper ? (fromA ? l + distance : kWideLanes + l)
+                     : (fromA ? l : kWideLanes + l - distance);
+    };
+    return __builtin_shufflevector(a, b, source(lane)...);
+}
+template <int distance = 1>
+static QORAC_INLINE void transpose(Wide* row) {
+    constexpr auto lanes = std::make_integer_sequence<int, kWideLanes>();
+    for (int i = 0; i < kWideLanes; ++i) {
+        if ((i & distance) != 0) continue;
+        const Wide a = row[i], b = row[i + distance];
+        row[i] = exchanged<distance, false>(a, b, lanes);
+        row[i + distance] = exchanged<distance, true>(a, b, lanes);
+    }
+    if constexpr (2 * distance < kWideLanes) transpose<2 * distance>(row);
+}
+
+// A coefficient in the low half of every lane.
+static QORAC_INLINE Wide lowHalves(Qor32s c) {
+#if QORAC_LEVEL >= 4
+    return Wide(_mm512_set1_epi32(c));
+#elif QORAC_LEVEL >= 3
+    return Wide(_mm256_set1_epi32(c));
+#else
+    return Wide{} + Qor32u(c);
+#endif
+}
+
+// Spreading of up to kWideLanes rows: each row's partition b gathers the partitions of its bound,
+// each times its coefficient, as mulQ31 multiplies. The rows stand in the lanes and share the
+// coefficients.
+static QORAC_INLINE void spreadRows(const Qor64s* const* pRows, int rows, const Qor16s* pBound,
+                                    const Qor32s* pPacked, int count, Qor64s* const* pDst) {
+    constexpr int kMostPartitions = (kMaxPartLong + kWideLanes - 1) / kWideLanes * kWideLanes;
+    Wide low[kMostPartitions], highTwice[kMostPartitions];
+    for (int b = 0; b < count; b += kWideLanes) {
+        Wide* const block = low + b;
+        for (int i = 0; i < kWideLanes; ++i) {
+            block[i] = i < rows ? loadWide(pRows[i] + b, count - b) : Wide{};
+        }
+        transpose(block);
+        for (int i = 0; i < kWideLanes; ++i) highTwice[b + i] = block[i] >> 32 << 1;
+    }
+    for (int b = 0; b < count; b += kWideLanes) {
+        Wide block[kWideLanes] = {};
+        for (int i = 0; i < kWideLanes && b + i < count; ++i) {
+            Wide ofHigh{}, ofLow{};
+            for (int j = pBound[2 * (b + i)]; j < pBound[2 * (b + i) + 1]; ++j) {
+                const Wide coefficient = lowHalves(*pPacked++);
+                ofHigh += mulLow(highTwice[j], coefficient);
+                ofLow += mulLow(low[j], coefficient) >> 31;
+            }
+            block[i] = ofHigh + ofLow;
+        }
+        transpose(block);
+        for (int i = 0; i < kWideLanes && i < rows; ++i)
+            storeWide(pDst[i] + b, block[i], count - b);
+    }
+}
+
+static void spread(const Qor64s* const* pRows, int rows, const Qor16s* pBound,
+                   const Qor32s* pPacked, int count, Qor64s* const* pDst) {
+    for (int first = 0; first < rows; first += kWideLanes) {
+        spreadRows(pRows + first, rows - first, pBound, pPacked, count, pDst + first);
+    }
+}
+
 // Factor from spread energy to threshold, Q32, of an unpredictability (Q31): the power 1.18813
 // between two limits, by the steps of ownsPow118813_Audio_32s on several values at once.
 static QORAC_INLINE Wide maskingFactor(const Wide& cb) {

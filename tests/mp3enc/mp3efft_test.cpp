@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <complex>
+#include <deque>
 
 #include "gmock/gmock.h"
 #include "reference/mp3psychomodel.h"
@@ -14,7 +15,7 @@ namespace {
 using test::Guarded;
 using test::Random;
 
-using Transform = QorStatus (*)(const Qor16s*, Qor32sc*);
+using Transform = QorStatus (*)(const Qor16s* const*, Qor32sc* const*);
 struct Case {
     int size;
     Transform transform;
@@ -41,16 +42,30 @@ std::vector<std::vector<Qor16s>> signals(int size) {
     return all;
 }
 
+// Each signal in each of the four places, beside others.
 TEST(PsychoFft, EqualsThePlainFormToTheBit) {
     for (const auto& [size, transform] : kCases) {
-        for (const auto& signal : signals(size)) {
-            Guarded<Qor16s> in{std::span<const Qor16s>(signal)};
-            Guarded<Qor32sc> out(size / 2 + 1);
-            ASSERT_EQ(transform(in.data(), out.data()), qorStsNoErr);
-            const auto expected = reference::realTransform(signal);
-            for (int k = 0; k <= size / 2; ++k) {
-                ASSERT_EQ(out[k].re, expected[k].re) << size << ' ' << k;
-                ASSERT_EQ(out[k].im, expected[k].im) << size << ' ' << k;
+        const auto all = signals(size);
+        std::vector<std::vector<reference::Complex32>> expected;
+        for (const auto& signal : all) expected.push_back(reference::realTransform(signal));
+        for (std::size_t first = 0; first < all.size(); ++first) {
+            std::deque<Guarded<Qor16s>> in;
+            std::deque<Guarded<Qor32sc>> out;
+            const Qor16s* pSrc[4];
+            Qor32sc* pDst[4];
+            for (std::size_t t = 0; t < 4; ++t) {
+                in.emplace_back(std::span<const Qor16s>(all[(first + t) % all.size()]));
+                out.emplace_back(size / 2 + 1);
+                pSrc[t] = in[t].data();
+                pDst[t] = out[t].data();
+            }
+            ASSERT_EQ(transform(pSrc, pDst), qorStsNoErr);
+            for (std::size_t t = 0; t < 4; ++t) {
+                const auto& lines = expected[(first + t) % all.size()];
+                for (int k = 0; k <= size / 2; ++k) {
+                    ASSERT_EQ(pDst[t][k].re, lines[k].re) << size << ' ' << t << ' ' << k;
+                    ASSERT_EQ(pDst[t][k].im, lines[k].im) << size << ' ' << t << ' ' << k;
+                }
             }
         }
     }
@@ -60,7 +75,10 @@ TEST(PsychoFft, IsTheFourierTransformWithinTheRotationsError) {
     for (const auto& [size, transform] : kCases) {
         for (const auto& signal : signals(size)) {
             std::vector<Qor32sc> out(size / 2 + 1);
-            transform(signal.data(), out.data());
+            const Qor16s* const pSrc[4] = {signal.data(), signal.data(), signal.data(),
+                                           signal.data()};
+            Qor32sc* const pDst[4] = {out.data(), out.data(), out.data(), out.data()};
+            transform(pSrc, pDst);
             double energy = 0;
             for (const Qor16s x : signal) energy += double(x) * x;
             // Q14 rotations are off by up to 2^-15 each.
@@ -79,10 +97,10 @@ TEST(PsychoFft, IsTheFourierTransformWithinTheRotationsError) {
 
 TEST(PsychoFft, NullPointers) {
     for (const auto& [size, transform] : kCases) {
-        std::vector<Qor16s> in(size);
-        std::vector<Qor32sc> out(size / 2 + 1);
-        EXPECT_EQ(transform(nullptr, out.data()), qorStsNullPtrErr);
-        EXPECT_EQ(transform(in.data(), nullptr), qorStsNullPtrErr);
+        const Qor16s* pSrc[4] = {};
+        Qor32sc* pDst[4] = {};
+        EXPECT_EQ(transform(nullptr, pDst), qorStsNullPtrErr);
+        EXPECT_EQ(transform(pSrc, nullptr), qorStsNullPtrErr);
     }
 }
 
