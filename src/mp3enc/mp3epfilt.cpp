@@ -1,7 +1,7 @@
 // 32-band polyphase analysis of MPEG audio (ISO 11172-3 Annex C.1.3): 512 samples of 16-bit PCM to
 // one row of 32 sub-band samples with 9 fraction bits.
 //
-// The window C, in Q30, is applied with exact 64-bit sums, which leaves 64 integers with 10
+// The window C, in Q30, is applied with exact sums, which leaves 64 integers with 10
 // fraction bits. These fold into 32, and a 32-point transform in double precision takes half of
 // their cosine sums.
 #include "frame/constmath.h"
@@ -23,25 +23,48 @@ constexpr Qor32s windowQ30(int i) {
     return Qor32s(constmath::round(printed * 0x1p30L / 1e9L));
 }
 
-// 64 window values, and once more with the odd ones moved to even places.
-struct WindowRow {
-    alignas(64) Qor32s value[kRow];
-    alignas(64) Qor32s oddToEven[kRow];
-};
+// The window in the order of the samples, row by row: the newest 64 samples meet C[63] to C[0], the
+// 64 before them C[127] to C[64]. Two rows share a lane, the older one in its low half, and each
+// value is split into 2^12 times a high part and a low part of 12 bits: products of 16-bit numbers,
+// summed in 32 bits, are exact.
+constexpr int kLowBits = 12;
 
-// The window rows in the order of the samples: the newest 64 samples meet C[63] to C[0], the 64
-// before them C[127] to C[64].
+struct RowPair {
+    alignas(64) Qor32s high[kRow];
+    alignas(64) Qor32s low[kRow];
+};
 struct Window {
-    WindowRow row[kRows];
+    RowPair pair[kRows / 2];
 };
 constexpr Window _pEncWinC_MP3 = [] {
     Window w{};
-    for (int r = 0; r < kRows; ++r) {
-        for (int q = 0; q < kRow; ++q) w.row[r].value[q] = windowQ30(kRow * r + kRow - 1 - q);
-        for (int q = 0; q < kRow; q += 2) w.row[r].oddToEven[q] = w.row[r].value[q + 1];
+    for (int p = 0; p < kRows / 2; ++p) {
+        for (int q = 0; q < kRow; ++q) {
+            const Qor32s newer = windowQ30(kRow * 2 * p + kRow - 1 - q);
+            const Qor32s older = windowQ30(kRow * (2 * p + 1) + kRow - 1 - q);
+            const auto packed = [](Qor32s low, Qor32s high) {
+                return Qor32s((Qor32u(low) & 0xFFFF) | Qor32u(high) << 16);
+            };
+            constexpr Qor32s kLowMask = (1 << kLowBits) - 1;
+            w.pair[p].high[q] = packed(older >> kLowBits, newer >> kLowBits);
+            w.pair[p].low[q] = packed(older & kLowMask, newer & kLowMask);
+        }
     }
     return w;
 }();
+
+// The largest sum of products with the high parts, as a multiple of the largest sample.
+constexpr Qor32s kLargestHighSum = [] {
+    Qor32s largest = 0;
+    for (int q = 0; q < kRow; ++q) {
+        Qor32s sum = 0;
+        for (int r = 0; r < kRows; ++r)
+            sum += Qor32s(magnitude(windowQ30(kRow * r + q))) >> kLowBits;
+        largest = sum + kRows > largest ? sum + kRows : largest;
+    }
+    return largest;
+}();
+static_assert(kLargestHighSum < 1 << 15);  // 2^30 with samples of 16 bits
 
 // Half the cosines cos((2 sb + 1) m pi / 64) of the sub-bands sb, by m. Sub-band 31 - sb has those
 // of sb with a minus sign where m is odd, and by halves likewise.
