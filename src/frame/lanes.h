@@ -114,6 +114,18 @@ typedef Vec8 Vec;
 
 #endif
 
+// Signed and unsigned integers in one register.
+#if QORAC_LEVEL >= 4
+typedef Qor32s SignedLanes __attribute__((vector_size(64)));
+typedef Qor32u UnsignedLanes __attribute__((vector_size(64)));
+#elif QORAC_LEVEL >= 3
+typedef Qor32s SignedLanes __attribute__((vector_size(32)));
+typedef Qor32u UnsignedLanes __attribute__((vector_size(32)));
+#else
+typedef Qor32s SignedLanes __attribute__((vector_size(16)));
+typedef Qor32u UnsignedLanes __attribute__((vector_size(16)));
+#endif
+
 template <typename V>
 inline constexpr int kLanes = int(sizeof(V) / sizeof(Qor32s));
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "frame/fixed.h"
 #include "frame/mp3scftbl.h"
@@ -110,18 +111,16 @@ constexpr auto kQuadLengths = [] {
     return packed;
 }();
 
-// 0 when all eight values are.
-QORAC_INLINE Qor32s anyOf8(const Qor32s* p) {
-    return p[0] | p[1] | p[2] | p[3] | p[4] | p[5] | p[6] | p[7];
-}
-
-QORAC_CLONES Qor32s largestOf(const Qor32s* pSrc, int len) {
-    Qor32s largest = 0;
-    for (int i = 0; i < len; ++i) largest = std::max(largest, pSrc[i]);
-    return largest;
-}
-
 }  // namespace
+}  // namespace qorac
+
+#define QORAC_KERNEL "mp3enc/mp3ehuff_kernel.h"
+#include "frame/levels.h"
+
+namespace qorac {
+
+QORAC_BIND(int, endOfValuesAbove, (const Qor32s* p, int len, Qor32s limit), (p, len, limit))
+QORAC_BIND(Qor32s, largestOf, (const Qor32s* p, int len), (p, len))
 
 int ownsGetMaxValueIndex_MP3_32s(const Qor32s* pSrc, int len) {
     const Qor32s largest = largestOf(pSrc, len);
@@ -132,15 +131,12 @@ int ownsGetMaxValueIndex_MP3_32s(const Qor32s* pSrc, int len) {
 
 void ownsSubdivideQuantVals_MP3(const Qor32s* pIx, QorMP3SideInfo* pSide,
                                 SpectrumRegions* pGranule) {
-    int n = kLines;
-    while (n >= 8 && anyOf8(pIx + n - 8) == 0) n -= 8;
-    while (n >= 2 && pIx[n - 1] == 0 && pIx[n - 2] == 0) n -= 2;
-    int quads = 0;
-    while (n >= 4 && std::max({pIx[n - 1], pIx[n - 2], pIx[n - 3], pIx[n - 4]}) <= 1) {
-        n -= 4;
-        ++quads;
-    }
-    pSide->big_values = n / 2;
+    constexpr int kWhole = 16;  // that the search takes
+    // Pairs up to the last value, of which as many quadruples as have no value above 1.
+    const int n = (endOfValuesAbove(pIx, kLines, 0) + 1) / 2 * 2;
+    const int large = endOfValuesAbove(pIx, (n + kWhole - 1) / kWhole * kWhole, 1);
+    const int quads = (n - large) / 4;
+    pSide->big_values = (n - 4 * quads) / 2;
     pGranule->count1Len = 4 * quads;
 }
 

@@ -369,17 +369,17 @@ QORAC_CLONES QorStatus ownsQuantizeBand_Audio(const Qor32s* pSrc, Qor32s* pDst, 
     return qorStsNoErr;
 }
 
-namespace {
-
-// Gain index of a band's scale factor.
-QORAC_INLINE Qor32s bandGain(const QorMP3SideInfo& side, const BandLayout& layout, int b, int w,
-                             Qor32s scale) {
+void bandGains(const QorMP3SideInfo& side, const BandLayout& layout, const Qor8s* pScale,
+               Qor32s* pGain) {
     const Qor32s step = 2 * (side.scalefac_scale + 1);
-    if (layout.windows == 3) return side.subblock_gain[w] * 8 + step * scale;
-    return step * (scale + _pPretab_MP3[b] * side.preflag);
+    for (int b = 0; b < layout.bands; ++b) {
+        for (int w = 0; w < layout.windows; ++w) {
+            const int i = layout.index(b, w);
+            pGain[i] = layout.windows == 3 ? side.subblock_gain[w] * 8 + step * pScale[i]
+                                           : step * (pScale[i] + _pPretab_MP3[b] * side.preflag);
+        }
+    }
 }
-
-}  // namespace
 
 QORAC_CLONES void scaleLines(const Qor32s* pXs, ScaledLines* pScaled) {
     std::copy_n(pXs, kLines, pScaled->root[0]);
@@ -392,81 +392,26 @@ QORAC_CLONES void scaleLines(const Qor32s* pXs, ScaledLines* pScaled) {
 
 namespace {
 
-constexpr int kVector = 8;
-typedef Qor32s Vector __attribute__((vector_size(kVector * sizeof(Qor32s))));
-typedef Qor32u UnsignedVector __attribute__((vector_size(kVector * sizeof(Qor32u))));
-
-// Quantizes to values below that of kBaseValues, eight lines at a time: up to seven lines behind
-// the band are written too. False, with the band undefined, when a line is larger.
-QORAC_CLONES bool quantizeSmall(const Qor32s* pScaled, Qor32s* pDst, int len, int e) {
-    const UnsignedVector half = UnsignedVector{} + (1u << (25 - e));
-    Vector any{};
-    for (int i = 0; i < len; i += kVector) {
-        UnsignedVector x;
-        __builtin_memcpy(&x, pScaled + i, sizeof x);
-        Vector v = Vector(x + half) >> (26 - e);
-        v &= v > 0;
-        any |= v;
-        __builtin_memcpy(pDst + i, &v, sizeof v);
-    }
-    Qor32s bits = 0;
-    for (int i = 0; i < kVector; ++i) bits |= any[i];
-    if (bits >= kBaseValues) return false;
-    for (int i = 0; i < len; ++i) pDst[i] = _BaseValue_MP3[pDst[i]];
-    return true;
+// What the values 0 to 15 stand for at the step 2^(-e/4).
+QORAC_INLINE void smallValues(int e, Qor32s* pValue) {
+    const int a = e >> 2, r = e & 3;
+    const int shift28 = std::min(a + 2, 31) & 31, shift25 = std::min(a - 1, 31) & 31;
+    for (int k = 0; k < 16; ++k)
+        pValue[k] = _pReq16x4_Audio.row[r][k] >> (k < 4 ? shift28 : shift25);
 }
 
-}  // namespace
-
-bool ownsQuantize_32s_MP3(const ScaledLines& lines, Qor32s* pIx, const QorMP3SideInfo& side,
-                          Qor32s gq, const Qor8s* pScale, const BandLayout& layout) {
-    // A band with a gain index above 0 keeps its values: the vectors of the one below it must not
-    // touch them.
-    Qor32s gain[kMaxBandSteps];
-    Qor32s largestGain = kMin32s;
-    for (int b = 0; b < layout.bands; ++b) {
-        for (int w = 0; w < layout.windows; ++w) {
-            const int i = layout.index(b, w);
-            gain[i] = gq - bandGain(side, layout, b, w, pScale[i]);
-            largestGain = std::max(largestGain, gain[i]);
-        }
-    }
-
-    bool fits = true;
-    for (int b = 0; b < layout.bands && layout.first(b) < lines.end; ++b) {
-        for (int w = 0; w < layout.windows; ++w) {
-            const int first = layout.first(b, w), width = layout.width(b);
-            const Qor32s q = gain[layout.index(b, w)];
-            const int e = -q >> 2, r = -q & 3;
-            const bool small = largestGain <= 0 && e < 26 && first + width <= kLines - kVector;
-            if (small && quantizeSmall(lines.root[r] + first, pIx + first, width, e)) continue;
-            ownsQuantizeBand_Audio(lines.root[0] + first, pIx + first, width, q);
-            fits = fits && *std::max_element(pIx + first, pIx + first + width) < kTooLarge;
-        }
-    }
-    return fits;
-}
-
-namespace {
-
-// Lines whose magnitudes are below 16, by a table of the results.
-QORAC_CLONES void requantizeSmall(const Qor32s* pIx, Qor32s* pDst, int len, const Qor32s* pValue) {
-    for (int i = 0; i < len; ++i) {
-        const Qor32s value = pValue[magnitude(pIx[i])];
-        pDst[i] = pIx[i] < 0 ? -value : value;
-    }
-}
+// The first values of the table in words and in bytes, for vectors that keep them in registers.
+[[maybe_unused]] alignas(64) constexpr auto kBaseWords = constmath::makeTable<Qor16u, 64>([
+](int k) consteval { return (long double)(_BaseValue_MP3[k]); });
+[[maybe_unused]] alignas(64) constexpr auto kBaseBytes = constmath::makeTable<Qor8u, 32>([
+](int k) consteval { return (long double)(_BaseValue_MP3[k]); });
 
 }  // namespace
 
 void ownsReqCore_MP3_32s(const Qor32s* pIx, Qor32s* pDst, int len, int e) {
     const int a = e >> 2, r = e & 3;
-    const int shift28 = std::min(a + 2, 31) & 31, shift25 = std::min(a - 1, 31) & 31;
     Qor32s small[16];
-    for (int k = 0; k < 16; ++k)
-        small[k] = _pReq16x4_Audio.row[r][k] >> (k < 4 ? shift28 : shift25);
-    if (std::all_of(pIx, pIx + len, [](Qor32s ix) { return magnitude(ix) < 16; }))
-        return requantizeSmall(pIx, pDst, len, small);
+    smallValues(e, small);
     for (int i = 0; i < len; ++i) {
         const Qor32u k = magnitude(pIx[i]);
         Qor32s value;
@@ -486,26 +431,31 @@ void ownsReqCore_MP3_32s(const Qor32s* pIx, Qor32s* pDst, int len, int e) {
     }
 }
 
+}  // namespace qorac
+
+#define QORAC_KERNEL "mp3enc/mp3eqnt_kernel.h"
+#include "frame/levels.h"
+
+namespace qorac {
+
+QORAC_BIND(bool, quantizeBands,
+           (const ScaledLines& lines, Qor32s* pIx, const Qor32s* pBandGain, Qor32s gq,
+            const BandLayout& layout),
+           (lines, pIx, pBandGain, gq, layout))
+QORAC_BIND(int, noisyBands,
+           (const Qor32s* pXs, const Qor32s* pIx, Qor32s* pBuffer, const Qor32s* pBandGain,
+            GranuleWork* pWork, const BandLayout& layout),
+           (pXs, pIx, pBuffer, pBandGain, pWork, layout))
+
+bool ownsQuantize_32s_MP3(const ScaledLines& lines, Qor32s* pIx, const Qor32s* pBandGain, Qor32s gq,
+                          const BandLayout& layout) {
+    return quantizeBands(lines, pIx, pBandGain, gq, layout);
+}
+
 int ownsCalcQuantDistortion_MP3(const Qor32s* pXs, const Qor32s* pIx, Qor32s* pBuffer,
-                                const QorMP3SideInfo& side, GranuleWork* pWork,
+                                const Qor32s* pBandGain, GranuleWork* pWork,
                                 const BandLayout& layout) {
-    int count = 0;
-    for (int b = 0; b < codedBands(layout); ++b) {
-        // A window that is left out does not move the position: the next one of the band is
-        // measured in its place.
-        int first = layout.first(b);
-        for (int w = 0; w < layout.windows; ++w) {
-            if (b >= pWork->sfbMax[w]) continue;
-            const int i = layout.index(b, w);
-            const int width = layout.width(b);
-            const Qor32s gain = bandGain(side, layout, b, w, pWork->scale[i]);
-            ownsReqCore_MP3_32s(pIx + first, pBuffer + first, width, gain - pWork->gq);
-            pWork->xfsf[i] = energyOfDifference(pXs + first, pBuffer + first, width) >> 1;
-            count += pWork->xfsf[i] > pWork->allowed[i];
-            first += width;
-        }
-    }
-    return count;
+    return noisyBands(pXs, pIx, pBuffer, pBandGain, pWork, layout);
 }
 
 Qor32s ownsAdjustQuantByBits_MP3(const Qor32s* pXs, Qor32s* pIx, Qor32s* pBuffer,
@@ -516,8 +466,10 @@ Qor32s ownsAdjustQuantByBits_MP3(const Qor32s* pXs, Qor32s* pIx, Qor32s* pBuffer
     Qor32s& gq = pWork->gq;
     ScaledLines lines;
     scaleLines(pXs, &lines);
+    Qor32s gain[kMaxBandSteps];
+    bandGains(*pSide, layout, pScale, gain);
     const auto quantizeBelowLimit = [&] {
-        return ownsQuantize_32s_MP3(lines, pIx, *pSide, gq, pScale, layout);
+        return ownsQuantize_32s_MP3(lines, pIx, gain, gq, layout);
     };
     const auto countBits = [&] {
         return ownsGetTotalSpBits_MP3(pIx, pSide, &pWork->regions, pSfbLong);
@@ -546,7 +498,7 @@ Qor32s ownsAdjustQuantByBits_MP3(const Qor32s* pXs, Qor32s* pIx, Qor32s* pBuffer
         if (bits < pWork->maxBits) {
             if (!free || overflowed) break;
             if (bits >= pWork->minBits &&
-                ownsCalcQuantDistortion_MP3(pXs, pIx, pBuffer, *pSide, pWork, layout) == 0)
+                ownsCalcQuantDistortion_MP3(pXs, pIx, pBuffer, gain, pWork, layout) == 0)
                 break;
             // Bits are to spare and some band is too noisy: a finer step.
             if (gq < kLeastGq + 1) break;

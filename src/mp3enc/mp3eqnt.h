@@ -88,15 +88,18 @@ struct ScaledLines {
     int end;  // no line from here on is other than 0
 };
 void scaleLines(const Qor32s* pXs, ScaledLines* pScaled);
+// Gain indices of the bands' scale factors.
+void bandGains(const QorMP3SideInfo& side, const BandLayout& layout, const Qor8s* pScale,
+               Qor32s* pGain);
 // Quantizes all bands; what lies behind the last line stays as it is. False when a value reached
 // 8192.
-bool ownsQuantize_32s_MP3(const ScaledLines& lines, Qor32s* pIx, const QorMP3SideInfo& side,
-                          Qor32s gq, const Qor8s* pScale, const BandLayout& layout);
+bool ownsQuantize_32s_MP3(const ScaledLines& lines, Qor32s* pIx, const Qor32s* pBandGain, Qor32s gq,
+                          const BandLayout& layout);
 // sign * |ix|^(4/3) * 2^(-e/4) in Q26; a magnitude above 8206 ends the run.
 void ownsReqCore_MP3_32s(const Qor32s* pIx, Qor32s* pDst, int len, int e);
 // Bands whose noise exceeds what is allowed. pBuffer: scratch of 576 lines.
 int ownsCalcQuantDistortion_MP3(const Qor32s* pXs, const Qor32s* pIx, Qor32s* pBuffer,
-                                const QorMP3SideInfo& side, GranuleWork* pWork,
+                                const Qor32s* pBandGain, GranuleWork* pWork,
                                 const BandLayout& layout);
 // The search for the global gain; returns the bits of the spectrum.
 Qor32s ownsAdjustQuantByBits_MP3(const Qor32s* pXs, Qor32s* pIx, Qor32s* pBuffer,

@@ -519,12 +519,11 @@ TEST(Distortion, AWindowThatIsLeftOutShiftsTheNextOneOfTheBand) {
     std::vector<Qor32s> x(576), ix(576), buffer(576);
     // Band 5, window 1 holds lines that were quantized to 0; no noise is allowed anywhere.
     for (int k = 0; k < layout.width(5); ++k) x[layout.first(5, 1) + k] = 1 << 24;
-    QorMP3SideInfo side{};
-    side.block_type = 2;
+    const Qor32s gain[kMaxBandSteps] = {};
     GranuleWork work{};
     const auto noisyWith = [&](int w0, int w1, int w2) {
         work.sfbMax[0] = w0, work.sfbMax[1] = w1, work.sfbMax[2] = w2;
-        return ownsCalcQuantDistortion_MP3(x.data(), ix.data(), buffer.data(), side, &work, layout);
+        return ownsCalcQuantDistortion_MP3(x.data(), ix.data(), buffer.data(), gain, &work, layout);
     };
     EXPECT_EQ(noisyWith(12, 12, 12), 1);
     EXPECT_EQ(noisyWith(12, 5, 5), 0);
