@@ -121,10 +121,14 @@ QORAC_INLINE Line lineOf(Qor32sc value) { return {value, root(energyOf(value))};
 
 namespace qorac {
 
-QORAC_BIND(void, lineEnergies, (const Qor32sc* pLines, int count, Qor64s* pDst),
-           (pLines, count, pDst))
-QORAC_BIND(void, lineCrossTerms, (const Qor32sc* pA, const Qor32sc* pB, int count, Qor64s* pDst),
-           (pA, pB, count, pDst))
+QORAC_BIND(void, sumLongPartitions,
+           (const SpectrumLong* pSpectrum, const Unpredictability* pCw, const Qor16s* pPartition,
+            int count, int channels, bool midSide, Qor64s* const* pDst),
+           (pSpectrum, pCw, pPartition, count, channels, midSide, pDst))
+QORAC_BIND(void, sumShortPartitions,
+           (const SpectrumShort* pSpectrum, const Qor16s* pPartition, int count, int channels,
+            bool midSide, Qor64s* const* pDst),
+           (pSpectrum, pPartition, count, channels, midSide, pDst))
 QORAC_BIND(void, multiplyQ31,
            (const Qor64s* pEnergy, const Qor32s* pFactor, int count, Qor64s* pDst),
            (pEnergy, pFactor, count, pDst))
@@ -181,56 +185,17 @@ QORAC_CLONES void ownsCalUnpredictMeasureCwAbove06_Psy_MP3(const SpectrumShort& 
 
 // --- long blocks ------------------------------------------------------------------------------
 
-namespace {
-
-// Sums over the lines of each partition.
-void sumPartitions(const Qor64s* pLines, const Qor16s* pPartition, int count, Qor64s* pDst) {
-    for (int b = 0; b < count; ++b) {
-        Qor64s sum = 0;
-        for (int k = pPartition[b]; k < pPartition[b + 1]; ++k) sum += pLines[k];
-        pDst[b] = sum;
-    }
-}
-
-// The energy of mid or side: a quarter of that of left plus or minus right.
-QORAC_INLINE Qor64s quarter(Qor64s energy) { return energy >> 2; }
-
-}  // namespace
-
 void ownsCalEnergyUnpredict_Psy_MP3(const SpectrumLong* pSpectrum, const Unpredictability* pCw,
                                     const PsyTables& tables, int channels, bool midSide,
                                     PartitionsLong* pEnergy, PartitionsLong* pUnpredictable) {
-    const Qor16s* const partition = tables.pPsyPartitionTableLong.data();
-    const int count = tables.numPartLong, lines = partition[count];
-    Qor64s energy[2][kLinesLong], product[kLinesLong];
-    const auto sumUnpredictable = [&](const Qor64s* pLines, const Qor32s* pMeasure, Qor64s* pDst) {
-        multiplyQ31(pLines, pMeasure, lines, product);
-        sumPartitions(product, partition, count, pDst);
-    };
-    for (int c = 0; c < channels; ++c) {
-        lineEnergies(pSpectrum[c], lines, energy[c]);
-        sumPartitions(energy[c], partition, count, pEnergy[c]);
-        sumUnpredictable(energy[c], pCw[c], pUnpredictable[c]);
+    const int analysis = midSide ? kAnalysisChannels : channels;
+    Qor64s* rows[2 * kAnalysisChannels] = {};
+    for (int c = 0; c < analysis; ++c) {
+        rows[c] = pEnergy[c];
+        rows[analysis + c] = pUnpredictable[c];
     }
-    if (!midSide) return;
-    Qor64s mid[kLinesLong], side[kLinesLong], cross[kLinesLong];
-    Qor32s measure[kLinesLong];
-    lineCrossTerms(pSpectrum[0], pSpectrum[1], lines, cross);
-    for (int k = 0; k < lines; ++k) {
-        mid[k] = energy[0][k] + energy[1][k] + cross[k];
-        side[k] = energy[0][k] + energy[1][k] - cross[k];
-        measure[k] = std::min(pCw[0][k], pCw[1][k]);
-    }
-    sumPartitions(mid, partition, count, pEnergy[2]);
-    sumPartitions(side, partition, count, pEnergy[3]);
-    sumUnpredictable(mid, measure, pUnpredictable[2]);
-    sumUnpredictable(side, measure, pUnpredictable[3]);
-    for (int c = 2; c < kAnalysisChannels; ++c) {
-        for (int b = 0; b < count; ++b) {
-            pEnergy[c][b] = quarter(pEnergy[c][b]);
-            pUnpredictable[c][b] = quarter(pUnpredictable[c][b]);
-        }
-    }
+    sumLongPartitions(pSpectrum, pCw, tables.pPsyPartitionTableLong.data(), tables.numPartLong,
+                      channels, midSide, rows);
 }
 
 namespace {
@@ -300,23 +265,11 @@ Qor32s perceptualEntropy(const Qor64s* pEnergy, const Qor64s* pThreshold, const 
 
 void ownsCalEnergyShort_Psy_MP3(const SpectrumShort* pSpectrum, const PsyTables& tables,
                                 int channels, bool midSide, PartitionsShort* pEnergy) {
-    const Qor16s* const partition = tables.pPsyPartitionTableShort.data();
-    const int count = tables.numPartShort, lines = partition[count];
-    Qor64s line[kLinesShort], cross[kMaxPartShort];
-    for (int w = 0; w < kWindows; ++w) {
-        for (int c = 0; c < channels; ++c) {
-            lineEnergies(pSpectrum[c][w], lines, line);
-            sumPartitions(line, partition, count, pEnergy[c][w]);
-        }
-        if (!midSide) continue;
-        lineCrossTerms(pSpectrum[0][w], pSpectrum[1][w], lines, line);
-        sumPartitions(line, partition, count, cross);
-        for (int b = 0; b < count; ++b) {
-            const Qor64s both = pEnergy[0][w][b] + pEnergy[1][w][b];
-            pEnergy[2][w][b] = quarter(both + cross[b]);
-            pEnergy[3][w][b] = quarter(both - cross[b]);
-        }
-    }
+    Qor64s* rows[kAnalysisChannels * kWindows] = {};
+    for (int i = 0; i < (midSide ? kAnalysisChannels : channels) * kWindows; ++i)
+        rows[i] = pEnergy[i / kWindows][i % kWindows];
+    sumShortPartitions(pSpectrum, tables.pPsyPartitionTableShort.data(), tables.numPartShort,
+                       channels, midSide, rows);
 }
 
 QORAC_CLONES void ownsCalSpreadedEnergyThresholdShort_Psy_MP3(const PartitionsShort* pEnergy,

@@ -138,41 +138,6 @@ static QORAC_INLINE Wide atMostOne(const Wide& q31) {
 
 // --- lines ------------------------------------------------------------------------------------
 
-// Complex numbers as the memory has them: the real part in the even lane of a pair.
-static QORAC_INLINE Vec loadComplex(const Qor32sc* p, int count) {
-    Qor32s parts[kLanes<Vec>] = {};
-    if (count >= kWideLanes) return load<Vec>(&p->re);
-    __builtin_memcpy(parts, p, std::size_t(count) * sizeof *p);
-    return load<Vec>(parts);
-}
-
-static void lineEnergies(const Qor32sc* pLines, int count, Qor64s* pDst) {
-    for (int k = 0; k < count; k += kWideLanes) {
-        const Vec x = loadComplex(pLines + k, count - k), im = oddToEven(x);
-        storeWide(pDst + k, toWide(mulEven(x, x) + mulEven(im, im)), count - k);
-    }
-}
-
-// Twice the real part of a times the conjugate of b: what separates the energy of a + b from the
-// sum of the energies.
-static void lineCrossTerms(const Qor32sc* pA, const Qor32sc* pB, int count, Qor64s* pDst) {
-    for (int k = 0; k < count; k += kWideLanes) {
-        const Vec a = loadComplex(pA + k, count - k), b = loadComplex(pB + k, count - k);
-        const Wide product = toWide(mulEven(a, b) + mulEven(oddToEven(a), oddToEven(b)));
-        storeWide(pDst + k, 2 * product, count - k);
-    }
-}
-
-static void multiplyQ31(const Qor64s* pEnergy, const Qor32s* pFactor, int count, Qor64s* pDst) {
-    for (int k = 0; k < count; k += kWideLanes) {
-        storeWide(pDst + k,
-                  mulQ31Wide(loadWide(pEnergy + k, count - k), loadWide(pFactor + k, count - k)),
-                  count - k);
-    }
-}
-
-// --- partitions -------------------------------------------------------------------------------
-
 // The rows i of a matrix of kWideLanes rows become its columns: in steps 1, 2, 4 each pair of rows
 // that distance apart exchanges its blocks of as many lanes beside the diagonal.
 template <int distance, bool upper, int... lane>
@@ -196,6 +161,135 @@ static QORAC_INLINE void transpose(Wide* row) {
     }
     if constexpr (2 * distance < kWideLanes) transpose<2 * distance>(row);
 }
+
+// Complex numbers as the memory has them: the real part in the even lane of a pair. Energies and
+// cross terms, twice the real part of a times the conjugate of b: what separates the energy of a + b
+// from the sum of the energies.
+static QORAC_INLINE Wide energies(Vec x) {
+    const Vec im = oddToEven(x);
+    return toWide(mulEven(x, x) + mulEven(im, im));
+}
+static QORAC_INLINE Wide crossTerms(Vec a, Vec b) {
+    return 2 * toWide(mulEven(a, b) + mulEven(oddToEven(a), oddToEven(b)));
+}
+
+static QORAC_INLINE Vec loadComplex(const Qor32sc* p) { return load<Vec>(&p->re); }
+
+// Sums over the lines of each partition, of several rows. `lineRows` makes the rows of kWideLanes
+// lines from line k on, and `finish` what is left of a row's sums; the sums run down the columns.
+template <int rows, typename LineRows, typename Finish>
+static QORAC_INLINE void sumPartitions(LineRows lineRows, Finish finish, const Qor16s* pPartition,
+                                       int count, Qor64s* const* pDst) {
+    constexpr int kGroups = (rows + kWideLanes - 1) / kWideLanes;
+    Wide line[kLinesLong + kWideLanes][kGroups];
+    for (int k = 0; k < pPartition[count]; k += kWideLanes) {
+        Wide row[kGroups * kWideLanes];
+        for (int i = rows; i < kGroups * kWideLanes; ++i) row[i] = Wide{};
+        lineRows(k, row);
+        for (int g = 0; g < kGroups; ++g) {
+            transpose(row + g * kWideLanes);
+            for (int i = 0; i < kWideLanes; ++i) line[k + i][g] = row[g * kWideLanes + i];
+        }
+    }
+    for (int b = 0; b < count; b += kWideLanes) {
+        Wide block[kGroups][kWideLanes];
+        for (int i = 0; i < kWideLanes; ++i) {
+            Wide sum[kGroups] = {};
+            if (b + i < count) {
+                for (int k = pPartition[b + i]; k < pPartition[b + i + 1]; ++k)
+                    for (int g = 0; g < kGroups; ++g) sum[g] += line[k][g];
+            }
+            for (int g = 0; g < kGroups; ++g) block[g][i] = sum[g];
+        }
+        for (int g = 0; g < kGroups; ++g) transpose(block[g]);
+        for (int row = 0; row < rows; ++row)
+            storeWide(pDst[row] + b, finish(row, block[row / kWideLanes][row % kWideLanes]),
+                      count - b);
+    }
+}
+
+// Mid and side have a quarter of the energy of left plus and minus right.
+static QORAC_INLINE Wide quarterOf(const Wide& a) { return a >> 2; }
+
+// The energies of the analysis channels in the long partitions, then their unpredictable energies.
+template <int channels, bool midSide>
+static void sumLong(const SpectrumLong* pSpectrum, const Unpredictability* pCw,
+                    const Qor16s* pPartition, int count, Qor64s* const* pDst) {
+    constexpr int kAnalysis = midSide ? kAnalysisChannels : channels;
+    const auto lineRows = [&](int k, Wide* energy) {
+        Wide* const unpredictable = energy + kAnalysis;
+        Vec x[2];
+        Wide cw[2];
+        for (int c = 0; c < channels; ++c) {
+            x[c] = loadComplex(pSpectrum[c] + k);
+            cw[c] = loadWide(pCw[c] + k, kWideLanes);
+            energy[c] = energies(x[c]);
+            unpredictable[c] = mulQ31Wide(energy[c], cw[c]);
+        }
+        if constexpr (midSide) {
+            const Wide both = energy[0] + energy[1], cross = crossTerms(x[0], x[1]);
+            const Wide measure = minWide(cw[0], cw[1]);
+            energy[2] = both + cross;
+            energy[3] = both - cross;
+            for (int c = 2; c < kAnalysis; ++c) unpredictable[c] = mulQ31Wide(energy[c], measure);
+        }
+    };
+    const auto finish = [](int row, const Wide& sum) {
+        return row % kAnalysis < 2 ? sum : quarterOf(sum);
+    };
+    sumPartitions<2 * kAnalysis>(lineRows, finish, pPartition, count, pDst);
+}
+
+// The energies of the analysis channels in the short partitions, by window.
+template <int channels, bool midSide>
+static void sumShort(const SpectrumShort* pSpectrum, const Qor16s* pPartition, int count,
+                     Qor64s* const* pDst) {
+    constexpr int kAnalysis = midSide ? kAnalysisChannels : channels;
+    const auto lineRows = [&](int k, Wide* energy) {
+        for (int w = 0; w < kWindows; ++w) {
+            Vec x[2];
+            for (int c = 0; c < channels; ++c) {
+                x[c] = loadComplex(pSpectrum[c][w] + k);
+                energy[c * kWindows + w] = energies(x[c]);
+            }
+            if constexpr (midSide) {
+                const Wide both = energy[w] + energy[kWindows + w], cross = crossTerms(x[0], x[1]);
+                energy[2 * kWindows + w] = both + cross;
+                energy[3 * kWindows + w] = both - cross;
+            }
+        }
+    };
+    const auto finish = [](int row, const Wide& sum) {
+        return row < 2 * kWindows ? sum : quarterOf(sum);
+    };
+    sumPartitions<kAnalysis * kWindows>(lineRows, finish, pPartition, count, pDst);
+}
+
+static void sumLongPartitions(const SpectrumLong* pSpectrum, const Unpredictability* pCw,
+                              const Qor16s* pPartition, int count, int channels, bool midSide,
+                              Qor64s* const* pDst) {
+    const auto sum = midSide         ? sumLong<2, true>
+                     : channels == 2 ? sumLong<2, false>
+                                     : sumLong<1, false>;
+    sum(pSpectrum, pCw, pPartition, count, pDst);
+}
+static void sumShortPartitions(const SpectrumShort* pSpectrum, const Qor16s* pPartition, int count,
+                               int channels, bool midSide, Qor64s* const* pDst) {
+    const auto sum = midSide         ? sumShort<2, true>
+                     : channels == 2 ? sumShort<2, false>
+                                     : sumShort<1, false>;
+    sum(pSpectrum, pPartition, count, pDst);
+}
+
+static void multiplyQ31(const Qor64s* pEnergy, const Qor32s* pFactor, int count, Qor64s* pDst) {
+    for (int k = 0; k < count; k += kWideLanes) {
+        storeWide(pDst + k,
+                  mulQ31Wide(loadWide(pEnergy + k, count - k), loadWide(pFactor + k, count - k)),
+                  count - k);
+    }
+}
+
+// --- partitions -------------------------------------------------------------------------------
 
 // A coefficient in the low half of every lane.
 static QORAC_INLINE Wide lowHalves(Qor32s c) {
@@ -224,13 +318,15 @@ static QORAC_INLINE void spreadRows(const Qor64s* const* pRows, int rows, const 
         for (int i = 0; i < kWideLanes; ++i) highTwice[b + i] = block[i] >> 32 << 1;
     }
     for (int b = 0; b < count; b += kWideLanes) {
-        Wide block[kWideLanes] = {};
-        for (int i = 0; i < kWideLanes && b + i < count; ++i) {
+        Wide block[kWideLanes];
+        for (int i = 0; i < kWideLanes; ++i) {
             Wide ofHigh{}, ofLow{};
-            for (int j = pBound[2 * (b + i)]; j < pBound[2 * (b + i) + 1]; ++j) {
-                const Wide coefficient = lowHalves(*pPacked++);
-                ofHigh += mulLow(highTwice[j], coefficient);
-                ofLow += mulLow(low[j], coefficient) >> 31;
+            if (b + i < count) {
+                for (int j = pBound[2 * (b + i)]; j < pBound[2 * (b + i) + 1]; ++j) {
+                    const Wide coefficient = lowHalves(*pPacked++);
+                    ofHigh += mulLow(highTwice[j], coefficient);
+                    ofLow += mulLow(low[j], coefficient) >> 31;
+                }
             }
             block[i] = ofHigh + ofLow;
         }
