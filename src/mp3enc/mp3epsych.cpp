@@ -121,6 +121,10 @@ QORAC_INLINE Line lineOf(Qor32sc value) { return {value, root(energyOf(value))};
 
 namespace qorac {
 
+QORAC_BIND(void, shortUnpredictability,
+           (const Qor32sc* pTwoBefore, const Qor32sc* pBefore, const Qor32sc* pLine, int count,
+            Qor64s* pDst),
+           (pTwoBefore, pBefore, pLine, count, pDst))
 QORAC_BIND(void, sumLongPartitions,
            (const SpectrumLong* pSpectrum, const Unpredictability* pCw, const Qor16s* pPartition,
             int count, int channels, bool midSide, Qor64s* const* pDst),
@@ -169,17 +173,15 @@ void ownsCalUnpredictMeasureCw06_Psy_MP3(const Qor32sc* pSpectrum, QorMP3PsychoS
 
 // A line of a short spectrum stands for four lines of the long one. Above 9 kHz (at 44100 Hz) the
 // measure is a constant 0.4.
-QORAC_CLONES void ownsCalUnpredictMeasureCwAbove06_Psy_MP3(const SpectrumShort& spectrum,
-                                                           Qor32s* pCw) {
+void ownsCalUnpredictMeasureCwAbove06_Psy_MP3(const SpectrumShort& spectrum, Qor32s* pCw) {
     constexpr int kFirst = 6, kFirstShort = 2, kCountShort = 50, kLinesPerShort = 4;
     constexpr int kEnd = kFirst + kLinesPerShort * kCountShort;
     constexpr Qor32s kAbove = 858993459;
-    for (int j = 0; j < kCountShort; ++j) {
-        const int k = kFirstShort + j;
-        const Qor32s cw = unpredictability(lineOf(spectrum[2][k]), lineOf(spectrum[1][k]),
-                                           lineOf(spectrum[0][k]));
-        std::fill_n(pCw + kFirst + kLinesPerShort * j, kLinesPerShort, cw);
-    }
+    Qor64s cw[kCountShort];
+    shortUnpredictability(spectrum[0] + kFirstShort, spectrum[1] + kFirstShort,
+                          spectrum[2] + kFirstShort, kCountShort, cw);
+    for (int i = 0; i < kLinesPerShort * kCountShort; ++i)
+        pCw[kFirst + i] = Qor32s(cw[i / kLinesPerShort]);
     std::fill_n(pCw + kEnd, kLinesLong - kEnd, kAbove);
 }
 

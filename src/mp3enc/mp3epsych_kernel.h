@@ -18,7 +18,11 @@ static QORAC_INLINE Wide loadWide(const Qor64s* p, int count) {
     if (count >= kWideLanes) {
         __builtin_memcpy(&v, p, sizeof v);
     } else {
+#if QORAC_LEVEL >= 4
+        v = Wide(_mm512_maskz_loadu_epi64(__mmask8((1 << count) - 1), p));
+#else
         for (int i = 0; i < count; ++i) v[i] = Qor64u(p[i]);
+#endif
     }
     return v;
 }
@@ -28,7 +32,11 @@ static QORAC_INLINE Wide loadWide(const Qor32s* p, int count) {
     if (count >= kWideLanes) {
         __builtin_memcpy(&v, p, sizeof v);
     } else {
+#if QORAC_LEVEL >= 4
+        v = Narrow(_mm256_maskz_loadu_epi32(__mmask8((1 << count) - 1), p));
+#else
         for (int i = 0; i < count; ++i) v[i] = p[i];
+#endif
     }
     return Wide(__builtin_convertvector(v, SignedWide));
 }
@@ -36,7 +44,11 @@ static QORAC_INLINE void storeWide(Qor64s* p, const Wide& v, int count) {
     if (count >= kWideLanes) {
         __builtin_memcpy(p, &v, sizeof v);
     } else {
+#if QORAC_LEVEL >= 4
+        _mm512_mask_storeu_epi64(p, __mmask8((1 << count) - 1), __m512i(v));
+#else
         for (int i = 0; i < count; ++i) p[i] = Qor64s(v[i]);
+#endif
     }
 }
 
@@ -286,6 +298,106 @@ static void multiplyQ31(const Qor64s* pEnergy, const Qor32s* pFactor, int count,
         storeWide(pDst + k,
                   mulQ31Wide(loadWide(pEnergy + k, count - k), loadWide(pFactor + k, count - k)),
                   count - k);
+    }
+}
+
+// --- unpredictability -------------------------------------------------------------------------
+
+// Products of the low halves as signed numbers.
+static QORAC_INLINE Wide mulSigned(const Wide& a, const Wide& b) {
+    Vec x, y;
+    __builtin_memcpy(&x, &a, sizeof x);
+    __builtin_memcpy(&y, &b, sizeof y);
+    return toWide(mulEven(x, y));
+}
+// a / 2^n of signed numbers, truncated toward minus infinity. The complement of a negative number
+// shifts in zeros, which are its sign.
+static QORAC_INLINE Wide shiftSignedRight(const Wide& a, const Wide& n) {
+#if QORAC_LEVEL >= 4
+    return Wide(_mm512_maskz_srav_epi64(__mmask8(-1), __m512i(a), __m512i(n)));
+#else
+    const Wide sign = Wide(SignedWide(a) < 0);
+    return shiftRight(a ^ sign, n) ^ sign;
+#endif
+}
+static QORAC_INLINE Wide shiftSignedRight(const Wide& a, int n) {
+    return shiftSignedRight(a, Wide{} + Qor64u(n));
+}
+// The same, or a * 2^-n where n is negative.
+static QORAC_INLINE Wide shiftSigned(const Wide& a, const Wide& n) {
+    return select(SignedWide(n) < 0, shiftLeft(a, -n), shiftSignedRight(a, n));
+}
+static QORAC_INLINE Wide saturated(const Wide& a) {
+    const Wide most = Wide{} + Qor64u(kMax32s), least = Wide{} + Qor64u(Qor64s(kMin32s));
+    return maxWide(minWide(a, most), least);
+}
+
+// What ownsSqrt_Audio_32s makes of a number below 2^62 and of one with bit 63 set, the low half of
+// which is added to its high half as it stands.
+static QORAC_INLINE Wide rootOf(const Wide& a) {
+    const Normal usual = normalise(a);
+    const SignedWide isLarge = SignedWide(a) < 0;
+    const Wide mantissa = select(isLarge, ((a >> 32) + a) & 0xFFFFFFFFu, usual.mantissa);
+    const Wide shift = select(isLarge, Wide{}, usual.shift);
+    const Wide constant = Wide(SignedWide(mantissa != 0)) & (Qor64u(_TAB_Sqrt[2]) << 31);
+    const Wide odd = (mulLow(mantissa, Qor32u(_TAB_Sqrt[1])) + constant -
+                      mulLow(mulLow(mantissa, mantissa) >> 32, Qor32u(-_TAB_Sqrt[0]))) >>
+                     15;
+    constexpr Qor32u kSqrt2 = 23170;  // Q14
+    const Wide even = mulLow(odd, kSqrt2) >> 14;
+    const Wide root = select(SignedWide((shift & 1) == 0), even, odd);
+    return shiftEither(root, (shift >> 1) - 5) & 0xFFFFFFFFu;
+}
+
+struct WideLine {
+    Wide re, im, magnitude;  // times 32, below 2^30
+};
+static QORAC_INLINE WideLine loadLine(const Qor32sc* p) {
+    const Vec x = loadComplex(p);
+    return {toWide(wideOf(x)), toWide(wideOf(oddToEven(x))), rootOf(energies(x))};
+}
+
+// What unpredictability() makes of neighbouring lines.
+static QORAC_INLINE Wide unpredictabilities(const WideLine& line, const WideLine& before,
+                                            const WideLine& twoBefore) {
+    const Wide one = Wide{} + Qor64u(kMax32s);
+    const Normal m1 = normalise(before.magnitude), m2 = normalise(twoBefore.magnitude);
+    const Wide r1 = reciprocalOf(m1.mantissa), r2 = reciprocalOf(m2.mantissa);
+    const Wide a = shiftSignedRight(mulSigned(before.re, r1), 25);
+    const Wide b = shiftSignedRight(mulSigned(before.im, r1), 25);
+    const Wide shift1 = 30 - 2 * (m1.shift - 32), shift2 = 25 - (m2.shift - 32);
+    const Wide square = shiftSigned(mulSigned(a, a), shift1) + Qor64u(Qor64s(kMin32s));
+    const SignedWide none1 = SignedWide(before.magnitude == 0);
+    const SignedWide none2 = SignedWide(twoBefore.magnitude == 0);
+    const Wide cosTwice = select(none1, one, saturated(square));
+    const Wide sinTwice = select(none1, Wide{}, saturated(shiftSigned(mulSigned(a, b), shift1)));
+    const Wide cosBack =
+        select(none2, one, saturated(shiftSigned(mulSigned(twoBefore.re, r2), shift2)));
+    const Wide sinBack =
+        select(none2, Wide{}, saturated(shiftSigned(mulSigned(twoBefore.im, r2), shift2)));
+
+    const Wide predictedCos = saturated(
+        shiftSignedRight(mulSigned(cosTwice, cosBack) + mulSigned(sinTwice, sinBack), 31));
+    const Wide predictedSin = saturated(
+        shiftSignedRight(mulSigned(cosBack, sinTwice) - mulSigned(sinBack, cosTwice), 31));
+    const Wide predicted = 2 * before.magnitude - twoBefore.magnitude;
+    const Wide re = (line.re << 5) - (mulSigned(predictedCos, predicted) >> 31);
+    const Wide im = (line.im << 5) - (mulSigned(predictedSin, predicted) >> 31);
+    const Wide distance = rootOf(shiftSignedRight(mulLow(re, re) + mulLow(im, im), 10));
+
+    const Wide largest = maxWide(predicted, -predicted) + line.magnitude;
+    const Normal d = normalise(largest);
+    const Wide ratio = shiftRight(mulLow(distance, reciprocalOf(d.mantissa)), 62 - d.shift);
+    return select(SignedWide(largest == 0), Wide{}, minWide(ratio, one));
+}
+
+// The first `count` lines of three spectra, the oldest first; what stands behind them is read, too.
+static void shortUnpredictability(const Qor32sc* pTwoBefore, const Qor32sc* pBefore,
+                                  const Qor32sc* pLine, int count, Qor64s* pDst) {
+    for (int k = 0; k < count; k += kWideLanes) {
+        const Wide cw = unpredictabilities(loadLine(pLine + k), loadLine(pBefore + k),
+                                           loadLine(pTwoBefore + k));
+        storeWide(pDst + k, cw, count - k);
     }
 }
 
