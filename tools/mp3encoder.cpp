@@ -68,7 +68,7 @@ void Mp3Encoder::encode(std::span<const std::int16_t> pcm, std::vector<std::uint
     // part2_3_length holds 4095 bits: what a frame brings in beyond that for all its records (one
     // channel at 320 kbit/s) is never given to the quantizer.
     const int meanBits = std::min(8 * room, kMaxPartBits / 8 * 8 * records());
-    Frame attempt = frame;
+    Frame attempt;  // the quantizer works in place
     bool done = false;
     for (int step = kBudgetSteps; !done && step >= 0; --step) {
         attempt = frame;
