@@ -1,10 +1,14 @@
 #include "aaccursor.h"
 
+#include <algorithm>
+
 void AacCursor::load(std::span<const std::uint8_t> bytes) {
     // More than the longest element takes: what passes the end is noticed only behind it.
     constexpr std::size_t kSlack = 16384;
-    bytes_.assign(bytes.begin(), bytes.end());
-    bytes_.resize(bytes.size() + kSlack);
+    if (bytes_.size() < bytes.size() + kSlack) bytes_.resize(bytes.size() + kSlack);
+    const auto end = std::copy(bytes.begin(), bytes.end(), bytes_.begin());
+    const std::size_t before = endBit_ / 8;  // that the last block may have left
+    if (before > bytes.size()) std::fill_n(end, before - bytes.size(), Qor8u{0});
     endBit_ = 8 * bytes.size();
     seek(0);
 }
