@@ -6,6 +6,7 @@
 // by the alias reduction.
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "frame/constmath.h"
 #include "frame/fixed.h"

@@ -98,12 +98,42 @@ static QORAC_INLINE void ownpmp3e_DCTFwd_12x3_32s(const Input& in, Real8* x) {
     }
 }
 
+// The rows of a matrix of eight rows become its columns: in steps 1, 2, 4 each pair of rows that
+// distance apart exchanges its blocks of as many lanes beside the diagonal.
+template <int distance, bool upper, int... lane>
+static QORAC_INLINE Int8 exchanged(const Int8& a, const Int8& b,
+                                   std::integer_sequence<int, lane...>) {
+    constexpr auto source = [](int l) {
+        const bool fromA = (l & distance) == 0;
+        return upper ? (fromA ? l + distance : 8 + l) : (fromA ? l : 8 + l - distance);
+    };
+    return __builtin_shufflevector(a, b, source(lane)...);
+}
+template <int distance = 1>
+static QORAC_INLINE void transpose(Int8* row) {
+    constexpr auto lanes = std::make_integer_sequence<int, 8>();
+    for (int i = 0; i < 8; ++i) {
+        if ((i & distance) != 0) continue;
+        const Int8 a = row[i], b = row[i + distance];
+        row[i] = exchanged<distance, false>(a, b, lanes);
+        row[i + distance] = exchanged<distance, true>(a, b, lanes);
+    }
+    if constexpr (distance < 4) transpose<2 * distance>(row);
+}
+
 // The first `count` lanes, rounded, to as many sub-bands of pDst.
-static QORAC_INLINE void storeLines(const Real8* x, Qor32s* pDst, int count) {
-    Qor32s lines[kSlots][8];
-    for (int k = 0; k < kSlots; ++k) storeInts(lines[k], roundToInt(x[k]));
+template <int count>
+static QORAC_INLINE void storeLines(const Real8* x, Qor32s* pDst) {
+    for (int first = 0; first < 16; first += 8) {
+        Int8 row[8];
+        for (int k = 0; k < 8; ++k) row[k] = roundToInt(x[first + k]);
+        transpose(row);
+        for (int sb = 0; sb < count; ++sb) storeInts(pDst + sb * kSlots + first, row[sb]);
+    }
+    const Int8 line16 = roundToInt(x[16]), line17 = roundToInt(x[17]);
     for (int sb = 0; sb < count; ++sb) {
-        for (int k = 0; k < kSlots; ++k) pDst[sb * kSlots + k] = lines[k][sb];
+        pDst[sb * kSlots + 16] = line16[sb];
+        pDst[sb * kSlots + 17] = line17[sb];
     }
 }
 
@@ -117,13 +147,13 @@ static void transform(const Qor32s* pOverlap, const Qor32s* pSrc, Qor32s* pDst, 
         Real8 x[kSlots];
         if (blockType == kShort) {
             ownpmp3e_DCTFwd_12x3_32s(in, x);
-            storeLines(x, pDst + sb * kSlots, 8);
+            storeLines<8>(x, pDst + sb * kSlots);
             if (!longStart) continue;
             ownsMDCT_36_32s(in, longWindow, longWindow, x);
-            storeLines(x, pDst, 2);
+            storeLines<2>(x, pDst);
         } else {
             ownsMDCT_36_32s(in, window, longStart ? longWindow : window, x);
-            storeLines(x, pDst + sb * kSlots, 8);
+            storeLines<8>(x, pDst + sb * kSlots);
         }
     }
 }
