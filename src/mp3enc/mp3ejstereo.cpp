@@ -80,9 +80,13 @@ void jointStereo(Qor32s* pLeft, Qor32s* pRight, Qor8u* pScaleFactorRight,
 
     if (!is)
         for (int w = 0; w < layout.windows; ++w) pBound[w] = layout.bands;
-    if (ms)
+    if (ms && !isShort) {
+        // The bands of a long block lie end to end.
+        if (pBound[0] > 0) midSide({pLeft, pRight, layout.first(pBound[0])});
+    } else if (ms) {
         for (int w = 0; w < layout.windows; ++w)
             for (int b = 0; b < pBound[w]; ++b) midSide(linesOf(b, w));
+    }
     if (!is) return;
     for (int w = 0; w < layout.windows; ++w) {
         for (int b = pBound[w]; b < layout.bands; ++b) {
