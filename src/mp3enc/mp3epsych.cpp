@@ -180,8 +180,8 @@ void ownsCalUnpredictMeasureCwAbove06_Psy_MP3(const SpectrumShort& spectrum, Qor
     Qor64s cw[kCountShort];
     shortUnpredictability(spectrum[0] + kFirstShort, spectrum[1] + kFirstShort,
                           spectrum[2] + kFirstShort, kCountShort, cw);
-    for (int i = 0; i < kLinesPerShort * kCountShort; ++i)
-        pCw[kFirst + i] = Qor32s(cw[i / kLinesPerShort]);
+    for (int j = 0; j < kCountShort; ++j)
+        std::fill_n(pCw + kFirst + kLinesPerShort * j, kLinesPerShort, Qor32s(cw[j]));
     std::fill_n(pCw + kEnd, kLinesLong - kEnd, kAbove);
 }
 
