@@ -364,13 +364,7 @@ void AacDecoder::synthesize(std::vector<std::int16_t>& pcm) {
             output.nextSequence = following(output.windowSequence);
             output.nextShape = output.windowShape;
         }
-        // For concealment; short windows are kept as one long block of about the same sound.
-        if (output.nextSequence == kShortWindows) {
-            for (std::size_t i = 0; i < kSamples; ++i)
-                output.spectrum[i] = output.next[i % 8 * 128 + i / 8];
-        } else {
-            output.spectrum = output.next;
-        }
+        output.spectrum = output.next;  // for concealment
         if (setup_.objectType == kAacLtp)
             output.longTerm.update(output.next.data(), output.nextSequence, output.nextShape,
                                    output.windowShape);
@@ -387,12 +381,13 @@ void AacDecoder::synthesize(std::vector<std::int16_t>& pcm) {
 }
 
 // In place of a damaged block the last good spectrum sounds once more at half its level, so that a
-// gap fades out instead of clicking.
+// gap fades out instead of clicking: short windows as one long block of about the same sound.
 void AacDecoder::concealBlock(std::vector<std::int16_t>& pcm) {
     for (int c = 0; c < channels(); ++c) {
         Output& output = output_[c];
-        std::transform(output.spectrum.begin(), output.spectrum.end(), output.next.begin(),
-                       [](Qor32s line) { return line / 2; });
+        const bool wasShort = output.windowSequence == kShortWindows;
+        for (std::size_t i = 0; i < kSamples; ++i)
+            output.next[i] = output.spectrum[wasShort ? i % 8 * 128 + i / 8 : i] / 2;
         output.present = true;
         output.nextSequence = following(output.windowSequence);
         output.nextShape = output.windowShape;
