@@ -28,15 +28,28 @@ bool isSpecialFile(const std::string& path) {
     return stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode);
 }
 
+// The file that links lead to; `path` itself where nothing stands yet.
+std::string behindLinks(const std::string& path) {
+    char* const real = realpath(path.c_str(), nullptr);
+    std::string target = real != nullptr ? real : path;
+    std::free(real);
+    return target;
+}
+
 }  // namespace
 
-OutputFile::OutputFile(const std::string& path) : path_(path) {
-    if (path == "-") {
+bool OutputFile::isStandardOutput(const std::string& path) {
+    return path == "-" || path == "/dev/stdout";
+}
+
+OutputFile::OutputFile(const std::string& path)
+    : path_(isStandardOutput(path) ? "standard output" : path), target_(behindLinks(path)) {
+    if (isStandardOutput(path)) {
         file_ = stdout;
     } else if (isSpecialFile(path)) {
         file_ = std::fopen(path.c_str(), "wb");
     } else {
-        temporary_ = path + ".part-XXXXXX";
+        temporary_ = target_ + ".part-XXXXXX";
         const int fd = mkstemp(temporary_.data());
         if (fd < 0) {
             temporary_.clear();
@@ -78,7 +91,7 @@ void OutputFile::finish() {
     umask(mask);
     if (fchmod(fileno(file_), 0666 & ~mask) != 0 || fsync(fileno(file_)) != 0) fail();
     if (std::fclose(std::exchange(file_, nullptr)) != 0) fail();
-    if (std::rename(temporary_.c_str(), path_.c_str()) != 0) fail();
+    if (std::rename(temporary_.c_str(), target_.c_str()) != 0) fail();
     temporary_.clear();
     unfinishedFile[0] = '\0';
 }

@@ -9,9 +9,11 @@
 
 class OutputFile {
   public:
-    // `path` is "-" for standard output. All functions throw std::runtime_error with a message when
+    // `path` is "-" or "/dev/stdout" for standard output. What a link leads to is replaced, not the
+    // link. All functions throw std::runtime_error with a message when
     // the data cannot be written. A file that is destroyed without finish() leaves nothing behind.
     explicit OutputFile(const std::string& path);
+    static bool isStandardOutput(const std::string& path);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
@@ -28,6 +30,7 @@ class OutputFile {
 
   private:
     std::string path_;
+    std::string target_;  // the file itself, behind links
     std::string temporary_;
     std::FILE* file_ = nullptr;
 };

@@ -10,6 +10,7 @@
 #include "CLI/CLI.hpp"
 #include "audiodecoder.h"
 #include "bytesource.h"
+#include "outputfile.h"
 #include "wavwriter.h"
 
 namespace {
@@ -86,7 +87,8 @@ void run(const std::string& input, const std::string& output, const DecodeOption
     progress.clear();
     if (quiet) return;
 
-    std::FILE* const out = output == "-" ? stderr : stdout;
+    const bool toStandardOutput = OutputFile::isStandardOutput(output);
+    std::FILE* const out = toStandardOutput ? stderr : stdout;
     const DecodeReport report = decoder->report();
     std::fprintf(out, "%s\n", report.codec.c_str());
     std::fprintf(out, "%s in %llu frames, %llu concealed\n", clock(audioSeconds).c_str(),
@@ -94,7 +96,7 @@ void run(const std::string& input, const std::string& output, const DecodeOption
                  static_cast<unsigned long long>(report.concealedFrames));
     for (const std::string& note : report.notes) std::fprintf(out, "%s\n", note.c_str());
     std::fprintf(out, "%.0f times real time\n", audioSeconds / progress.elapsed());
-    if (output != "-") std::fprintf(out, "written to %s\n", output.c_str());
+    if (!toStandardOutput) std::fprintf(out, "written to %s\n", output.c_str());
 }
 
 }  // namespace

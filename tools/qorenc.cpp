@@ -14,6 +14,7 @@
 #include "mp3encoder.h"
 #include "mp3header.h"
 #include "mp3writer.h"
+#include "outputfile.h"
 
 namespace {
 
@@ -86,7 +87,8 @@ double percent(std::uint64_t part, std::uint64_t whole) {
 
 void printSummary(const Options& options, const AudioSource& source, const Mp3Encoder& encoder,
                   const Mp3StreamLength& length, double seconds) {
-    std::FILE* const out = options.output == "-" ? stderr : stdout;
+    const bool toStandardOutput = OutputFile::isStandardOutput(options.output);
+    std::FILE* const out = toStandardOutput ? stderr : stdout;
     const QorMP3FrameHeader& header = encoder.header();
     const Mp3EncoderStatistics& s = encoder.statistics();
     const double audio = static_cast<double>(length.samples) / mp3SampleRate(header);
@@ -109,7 +111,7 @@ void printSummary(const Options& options, const AudioSource& source, const Mp3En
                  static_cast<double>(s.reservoirBytes) / static_cast<double>(s.frames),
                  encoder.reservoirLimit(), static_cast<unsigned long long>(s.ancillaryBytes));
     std::fprintf(out, "%.0f times real time\n", audio / seconds);
-    if (options.output != "-") std::fprintf(out, "written to %s\n", options.output.c_str());
+    if (!toStandardOutput) std::fprintf(out, "written to %s\n", options.output.c_str());
 }
 
 void run(const Options& options) {

@@ -173,6 +173,23 @@ class Qordec(unittest.TestCase):
         self.fails_with("cannot write /dev/full: No space left on device", DEMO, "/dev/full")
         self.assertNotEqual(qordec().returncode, 0)
 
+    def test_a_link_stays_and_leads_to_the_output(self):
+        link = self.folder / "link.wav"
+        self.out.touch()
+        link.symlink_to(self.out.name)
+        self.assertEqual(qordec("-q", DEMO, link).returncode, 0)
+        self.assertTrue(link.is_symlink())
+        self.assertEqual(self.out.read_bytes()[:4], b"RIFF")
+        self.assertEqual(sorted(self.folder.iterdir()), [link, self.out])
+
+    def test_the_device_of_standard_output_is_standard_output(self):
+        piped = qordec(DEMO, "-").stdout
+        self.assertEqual(qordec(DEMO, "/dev/stdout").stdout, piped)
+        with self.out.open("wb") as file:
+            result = subprocess.run([QORDEC, "-q", DEMO, "/dev/stdout"], stdout=file, timeout=60)
+        self.assertEqual(result.returncode, 0)
+        self.assertEqual(self.out.read_bytes(), piped)
+
     def test_a_full_disk_leaves_nothing_behind(self):
         limit = 100_000
         result = subprocess.run(["bash", "-c", f"trap '' XFSZ; ulimit -f {limit // 1024}; exec \"$@\"", "-", QORDEC, DEMO, self.out],
