@@ -39,6 +39,31 @@ std::string toUtf8(const std::string& text) {
     return convert(text, "ISO-8859-1").value_or("");
 }
 
+int bytesPerSample(int format) {
+    switch (format & SF_FORMAT_SUBMASK) {
+        case SF_FORMAT_PCM_16:
+            return 2;
+        case SF_FORMAT_PCM_24:
+            return 3;
+        case SF_FORMAT_PCM_32:
+        case SF_FORMAT_FLOAT:
+            return 4;
+        case SF_FORMAT_DOUBLE:
+            return 8;
+        default:
+            return 1;
+    }
+}
+
+// A stream whose writer could not know its length declares the largest one, which is about 2^31 or
+// 2^32 bytes in a WAV.
+bool declaresLength(const SF_INFO& info) {
+    constexpr sf_count_t kUnknown = sf_count_t{1} << 40, kLargest = 0x7FFF0000;
+    if (info.frames <= 0 || info.frames >= kUnknown) return false;
+    return info.seekable != 0 ||
+           info.frames * info.channels * bytesPerSample(info.format) < kLargest;
+}
+
 }  // namespace
 
 struct AudioSource::Reader {
@@ -124,9 +149,7 @@ AudioSource::AudioSource(const std::string& path) : reader_(std::make_unique<Rea
     sf_command(reader_->file, SFC_SET_SCALE_FLOAT_INT_READ, nullptr, SF_FALSE);
     format_.sampleRate = info.samplerate;
     format_.channels = info.channels;
-    constexpr sf_count_t kUnknown = sf_count_t{1} << 40;  // streams declare the largest length
-    if (info.frames > 0 && info.frames < kUnknown)
-        format_.samples = static_cast<std::uint64_t>(info.frames);
+    if (declaresLength(info)) format_.samples = static_cast<std::uint64_t>(info.frames);
     SF_FORMAT_INFO major{};
     major.format = info.format & SF_FORMAT_TYPEMASK;
     sf_command(nullptr, SFC_GET_FORMAT_INFO, &major, sizeof major);

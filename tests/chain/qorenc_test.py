@@ -297,6 +297,21 @@ class Qorenc(unittest.TestCase):
         self.assertEqual(piped.stdout[first:], file[first:])
         self.assertEqual(piped.stdout[:36 + 152], file[:36 + 152])
 
+    def test_a_stream_of_unknown_length_has_no_info_frame(self):
+        """Its writer declares the largest length."""
+        for channels, largest in ((1, 0xFFFFFFFF), (2, 0xFFFFFFFF), (2, 0x7FFFF000)):
+            write_wav(self.wav, music, 44100, channels, 10000)
+            data = bytearray(self.wav.read_bytes())
+            data[40:44] = struct.pack("<I", largest)
+            piped = run(QORENC, "-q", "-", "-", input=bytes(data))
+            self.assertEqual((piped.returncode, piped.stderr), (0, b""))
+            self.assertNotIn(b"Info", piped.stdout)
+            self.assertEqual(len(list(frames(piped.stdout))), -(-(10000 + DELAY + DECODER_DELAY) // 1152))
+            # In a file the length shows.
+            self.wav.write_bytes(data)
+            self.encode("-q")
+            self.check_stream(128, 44100, channels, 10000)
+
     def test_text_fields_become_a_tag(self):
         write_wav(self.wav, music, 44100, 1, 5000)
         data = bytearray(self.wav.read_bytes())
