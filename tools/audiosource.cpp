@@ -6,7 +6,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
+#include <filesystem>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -37,6 +40,14 @@ std::optional<std::string> convert(std::string text, const char* encoding) {
 std::string toUtf8(const std::string& text) {
     if (const auto same = convert(text, "UTF-8")) return *same;
     return convert(text, "ISO-8859-1").value_or("");
+}
+
+// libsndfile's message without the kind of error in front and the full stop behind.
+std::string reason(SNDFILE* file) {
+    std::string text = sf_strerror(file);
+    if (const auto kind = text.find(" : "); kind != std::string::npos) text.erase(0, kind + 3);
+    if (text.ends_with('.')) text.pop_back();
+    return text;
 }
 
 int bytesPerSample(int format) {
@@ -87,7 +98,7 @@ struct AudioSource::Reader {
         block.resize(kBlock * static_cast<std::size_t>(sourceChannels));
         const auto got = sf_readf_float(file, block.data(), static_cast<sf_count_t>(kBlock));
         if (sf_error(file) != SF_ERR_NO_ERROR)
-            throw std::runtime_error(std::string("cannot read the audio: ") + sf_strerror(file));
+            throw std::runtime_error("cannot read the audio: " + reason(file));
         const auto frames = static_cast<std::size_t>(std::max<sf_count_t>(got, 0));
         if (sourceChannels == 2 && channels == 1) {
             for (std::size_t i = 0; i < frames; ++i)
@@ -135,15 +146,20 @@ struct AudioSource::Reader {
     }
 };
 
-AudioSource::AudioSource(const std::string& path) : reader_(std::make_unique<Reader>()) {
+AudioSource::AudioSource(const std::string& path)
+    : reader_(std::make_unique<Reader>()), name_(path == "-" ? "standard input" : path) {
+    if (path != "-") {
+        if (access(path.c_str(), R_OK) != 0)
+            throw std::runtime_error("cannot open " + name_ + ": " + std::strerror(errno));
+        if (std::filesystem::is_directory(path)) throw std::runtime_error(name_ + " is a folder");
+    }
     SF_INFO info{};
     reader_->file = path == "-" ? sf_open_fd(STDIN_FILENO, SFM_READ, &info, SF_FALSE)
                                 : sf_open(path.c_str(), SFM_READ, &info);
-    const std::string name = path == "-" ? "standard input" : path;
     if (reader_->file == nullptr)
-        throw std::runtime_error("cannot read " + name + ": " + sf_strerror(nullptr));
+        throw std::runtime_error("cannot read " + name_ + ": " + reason(nullptr));
     if (info.channels > 2)
-        throw std::runtime_error(name + " has " + std::to_string(info.channels) +
+        throw std::runtime_error(name_ + " has " + std::to_string(info.channels) +
                                  " channels; Layer III has one or two");
     // Integer formats that were clipped at 0x7FFF... map to just below 1.
     sf_command(reader_->file, SFC_SET_SCALE_FLOAT_INT_READ, nullptr, SF_FALSE);

@@ -20,6 +20,8 @@ class AudioSource {
     explicit AudioSource(const std::string& path);
     ~AudioSource();
 
+    // The file as messages call it.
+    const std::string& name() const { return name_; }
     // What the file holds.
     const AudioSourceFormat& format() const { return format_; }
     // Text fields of the file that have an ID3 frame: its name and the text.
@@ -37,5 +39,6 @@ class AudioSource {
   private:
     struct Reader;
     std::unique_ptr<Reader> reader_;
+    std::string name_;
     AudioSourceFormat format_;
 };

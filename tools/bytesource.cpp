@@ -11,7 +11,7 @@ void ByteSource::Close::operator()(std::FILE* file) const {
     if (file != stdin) std::fclose(file);
 }
 
-ByteSource::ByteSource(const std::string& path) : path_(path) {
+ByteSource::ByteSource(const std::string& path) : path_(path == "-" ? "standard input" : path) {
     file_.reset(path == "-" ? stdin : std::fopen(path.c_str(), "rb"));
     if (!file_) throw std::runtime_error("cannot open " + path + ": " + std::strerror(errno));
     struct stat info;

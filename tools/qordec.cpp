@@ -11,6 +11,7 @@
 #include "audiodecoder.h"
 #include "bytesource.h"
 #include "outputfile.h"
+#include "qorac.h"
 #include "wavwriter.h"
 
 namespace {
@@ -101,7 +102,7 @@ void run(const std::string& input, const std::string& output, const DecodeOption
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     CLI::App app{"Decodes an MP3 or AAC file to 16-bit WAV."};
     std::string input, output;
     DecodeOptions options;
@@ -110,13 +111,19 @@ int main(int argc, char** argv) {
     app.add_option("output", output, "WAV file to write, - for standard output")->required();
     app.add_flag("--strict", options.strict, "check CRC words; a wrong one makes a frame damaged");
     app.add_flag("-q,--quiet", quiet, "no summary");
-    CLI11_PARSE(app, argc, argv);
-
+    app.set_version_flag("--version", std::string("qordec ") + qoracGetLibVersion()->version,
+                         "show the version");
+    app.set_help_flag("-h,--help", "show the options");
     try {
-        run(input, output, options, quiet);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "qordec: %s\n", error.what());
-        return 1;
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& end) {  // help and version end here as well
+        constexpr int kWrongUse = 2;
+        return app.exit(end) == 0 ? 0 : kWrongUse;
     }
+
+    run(input, output, options, quiet);
     return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "qordec: %s\n", error.what());
+    return 1;
 }

@@ -15,6 +15,7 @@
 #include "mp3header.h"
 #include "mp3writer.h"
 #include "outputfile.h"
+#include "qorac.h"
 
 namespace {
 
@@ -130,7 +131,7 @@ void run(const Options& options) {
     const auto nch = static_cast<std::size_t>(settings.channels);
     std::vector<std::int16_t> pcm;
     std::size_t got = source.read(pcm, Mp3Encoder::kFrameSamples);
-    if (got == 0) throw std::runtime_error("no audio in " + options.input);
+    if (got == 0) throw std::runtime_error("no audio in " + source.name());
 
     Mp3Writer writer(options.output, encoder.header());
     writer.writeTag(source.textFields());
@@ -176,32 +177,43 @@ void run(const Options& options) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     CLI::App app{"Encodes an audio file to MP3 (MPEG-1 Layer III, constant bit rate)."};
     Options options;
     app.add_option("input", options.input, "WAV, FLAC, AIFF, ... to encode, - for standard input")
         ->required();
     app.add_option("output", options.output, "MP3 file to write, - for standard output")
         ->required();
-    app.add_option("-b,--bitrate", options.bitRate, "kbit/s")
-        ->check(CLI::IsMember({32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320}))
-        ->capture_default_str();
+    // Compared as text: only what the help shows is taken.
+    const std::vector<std::string> rates = {"32",  "40",  "48",  "56",  "64",  "80",  "96",
+                                            "112", "128", "160", "192", "224", "256", "320"};
+    std::string rate = "128";
+    app.add_option("-b,--bitrate", rate, "kbit/s; default: 128")->check(CLI::IsMember(rates));
     const std::map<std::string, Mode> modes = {{"auto", Mode::automatic},
                                                {"stereo", Mode::stereo},
                                                {"joint", Mode::joint},
                                                {"mono", Mode::mono}};
-    app.add_option("-m,--mode", options.mode, "auto, the default: mono for one channel, else joint")
-        ->transform(CLI::CheckedTransformer(modes))
+    std::string mode = "auto";
+    app.add_option("-m,--mode", mode, "default: auto, mono for one channel, else joint")
+        ->check(CLI::IsMember(modes))
         ->option_text("stereo|joint|mono|auto");
     app.add_flag("--crc", options.crc, "put a CRC word behind each frame header");
     app.add_flag("-q,--quiet", options.quiet, "no summary");
-    CLI11_PARSE(app, argc, argv);
-
+    app.set_version_flag("--version", std::string("qorenc ") + qoracGetLibVersion()->version,
+                         "show the version");
+    app.set_help_flag("-h,--help", "show the options");
     try {
-        run(options);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "qorenc: %s\n", error.what());
-        return 1;
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& end) {  // help and version end here as well
+        constexpr int kWrongUse = 2;
+        return app.exit(end) == 0 ? 0 : kWrongUse;
     }
+    options.bitRate = std::stoi(rate);
+    options.mode = modes.at(mode);
+
+    run(options);
     return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "qorenc: %s\n", error.what());
+    return 1;
 }

@@ -171,7 +171,18 @@ class Qordec(unittest.TestCase):
         self.fails_with("no MP3 or AAC audio found", "-", self.out, input=b"These are not the bytes of music." * 999)
         self.fails_with("cannot write /nonexistent/x.wav: No such file or directory", DEMO, "/nonexistent/x.wav")
         self.fails_with("cannot write /dev/full: No space left on device", DEMO, "/dev/full")
-        self.assertNotEqual(qordec().returncode, 0)
+
+    def test_wrong_use_has_a_status_of_its_own(self):
+        for arguments in ((), (DEMO,), (DEMO, self.out, "more"), ("--nonsense", DEMO, self.out)):
+            result = qordec(*arguments)
+            self.assertEqual((result.returncode, result.stdout), (2, b""), arguments)
+            self.assertIn(b"--help", result.stderr)
+        self.assertEqual(list(self.folder.iterdir()), [])
+
+    def test_version(self):
+        result = qordec("--version")
+        self.assertEqual(result.returncode, 0)
+        self.assertRegex(result.stdout.decode(), r"^qordec 6\.1")
 
     def test_a_link_stays_and_leads_to_the_output(self):
         link = self.folder / "link.wav"

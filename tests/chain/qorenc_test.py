@@ -342,15 +342,20 @@ class Qorenc(unittest.TestCase):
         write_wav(six, silence, 44100, 6, 100)
         before = sorted(self.folder.iterdir())
         for source, target in ((text, self.mp3), (empty, self.mp3), (six, self.mp3),
-                               (self.folder / "missing.wav", self.mp3),
+                               (self.folder / "missing.wav", self.mp3), (self.folder, self.mp3),
                                (good, self.folder / "missing" / "out.mp3"), (good, "/dev/full")):
             result = run(QORENC, source, target)
-            self.assertNotEqual(result.returncode, 0)
+            self.assertEqual(result.returncode, 1)
             self.assertTrue(result.stderr.startswith(b"qorenc: "), result.stderr)
+            self.assertRegex(result.stderr, b"[^.]\n$")
             self.assertEqual(result.stderr.count(b"\n"), 1)
             self.assertEqual(sorted(self.folder.iterdir()), before)
-        self.assertNotEqual(run(QORENC, good, self.mp3, "-b", 100).returncode, 0)
-        self.assertNotEqual(run(QORENC, good, self.mp3, "-m", "quad").returncode, 0)
+        missing = run(QORENC, self.folder / "missing.wav", self.mp3).stderr.decode()
+        self.assertEqual(missing, f"qorenc: cannot open {self.folder}/missing.wav: No such file or directory\n")
+        for options in (("-b", "100"), ("-b", "128k"), ("-m", "quad"), ("-m", "2")):
+            result = run(QORENC, good, self.mp3, *options)
+            self.assertEqual(result.returncode, 2)
+            self.assertIn(f"{options[1]} not in {{", result.stderr.decode())
         self.assertEqual(sorted(self.folder.iterdir()), before)
 
 
