@@ -30,7 +30,7 @@ asan:
 	cmake --build --preset asan
 	ctest --preset asan
 
-# Many decoders and encoders at once, and shared specs, under ThreadSanitizer.
+# Many decoders and encoders at once, and shared contexts, under ThreadSanitizer.
 tsan:
 	@scripts/install-deps build test
 	cmake --preset tsan
@@ -54,7 +54,7 @@ clang:
 # The reference of all functions: build/docs/html/index.html.
 docs:
 	@scripts/install-deps docs
-	@mkdir -p build
+	@mkdir -p build/docs
 	QORAC_VERSION=$(version) doxygen docs/reference/Doxyfile
 
 # Every benchmark, with the peers that are installed.

@@ -57,6 +57,7 @@ def reference(folder):
         GENERATE_HTML = NO
         GENERATE_XML = YES
         XML_PROGRAMLISTING = NO
+        WARN_LOGFILE =
     """
     run = subprocess.run(["doxygen", "-"], input=settings, cwd=SOURCE, check=True, capture_output=True, text=True,
                          env={**os.environ, "QORAC_VERSION": ""})
