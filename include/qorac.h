@@ -467,13 +467,13 @@ typedef struct {
  */
 
 /**
- * The code of a decoder: look-up tables that the caller brings. The functions align the pointer to
- * a code that they get up to the next multiple of 32 bytes and read the record there.
+ * The code book of a decoder: look-up tables that the caller brings. The functions align the
+ * pointer to a spec that they get up to the next multiple of 32 bytes and read the record there.
  */
 typedef struct {
     Qor32u id; /**< 0x434D4160 */
     Qor32s reserved1;
-    Qor32s maxBits; /**< bits peeked for a lookup */
+    Qor32s maxBits; /**< bits of the longest way through the levels, at most 30 */
     Qor32s reserved3;
     const void* pTable; /**< levels of 16-bit or 32-bit elements */
     Qor32s elementBits; /**< 32: 32-bit elements, any other value: 16-bit elements */
@@ -484,7 +484,7 @@ typedef struct {
     Qor32s reserved11;
 } QorVLCDecodeSpec;
 
-/** The code of an encoder: every value's length and word. */
+/** The code book of an encoder: the length and the word of every pair's code. */
 typedef struct {
     const Qor32u* pTable; /**< 2^tableBits code lengths, then 2^tableBits code words */
     Qor32s bias;
