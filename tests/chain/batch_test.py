@@ -51,6 +51,18 @@ class Batch(unittest.TestCase):
         self.shell(retry)
         self.assertTrue((self.root / "bad.wav").exists())
 
+    def test_decoding_goes_on_where_it_was_interrupted(self):
+        for name in ("b", "c"):
+            shutil.copy(DEMO / "demo.mp3", self.root / f"{name}.mp3")
+        self.shell(commands()[0])
+        done = {path: path.stat().st_ino for path in self.root.glob("*.wav")}
+        self.assertEqual(len(done), 2)
+        (self.root / "c.wav").unlink()
+        shutil.copy(DEMO / "demo.mp3", self.root / "a.mp3")
+        self.shell(commands()[0])
+        self.assertEqual(sorted(path.name for path in self.root.glob("*.wav")), ["a.wav", "b.wav", "c.wav"])
+        self.assertEqual((self.root / "b.wav").stat().st_ino, done[self.root / "b.wav"])
+
     def test_encoding_through_a_pipe(self):
         shutil.copy(DEMO / "demo.aac", self.root / "c.aac")
         self.shell(commands()[2])
