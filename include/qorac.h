@@ -1188,8 +1188,8 @@ QorStatus qorsSynthesisFilter_PQMF_MP3_32f(const Qor32f* pSrcSubbands, Qor32f* p
  *     per pair qorsDecodeIsStereo_AAC_32s(), which reads the code books that M/S changes;
  *  5. short blocks: qorsDeinterleaveSpectrum_AAC_32s();
  *  6. noise substitution, in short blocks window by window;
- *  7. per channel long-term prediction, qorsDecodeTNS_AAC_32s_I(), a synthesis and
- *     qorsLtpUpdate_AAC_32s().
+ *  7. per channel long-term prediction, qorsDecodeTNS_AAC_32s_I(), qorsLtpUpdate_AAC_32s() and a
+ *     synthesis, which destroys the spectrum.
  *
  * Cursor. A refused argument changes neither cursor nor record. A failure in the stream leaves the
  * record filled up to there, the refused value included, and the cursor behind the last bit read.
