@@ -498,9 +498,10 @@ QORAC_INLINE QorStatus decodeEscapes(BitReader& reader, const Tuple<2>& pair, Qo
     return qorStsNoErr;
 }
 
-// Pairs of book 11, each stored when both of its values are read. An escape that is refused may be the
-// last that is read of the stream, which makes 16 bits sure in front of any pair and 12 in front of
-// three pairs without escapes: a look of five bytes, which holds two pairs, is safe in front of three.
+// Pairs of book 11, each stored when both of its values are read. An escape that is refused may be
+// the last that is read of the stream, which makes 16 bits sure in front of any pair and 12 in
+// front of three pairs without escapes: a look of five bytes, which holds two pairs, is safe in
+// front of three.
 QORAC_INLINE QorStatus decodeEscapedPairs(BitReader& reader, const TupleBook<2>& book, Qor32s* pDst,
                                           Qor32s len) {
     Qor32s* const end = pDst + len;

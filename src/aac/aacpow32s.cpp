@@ -3,8 +3,8 @@
 //
 // In: quantized coefficients. Out: the spectrum in Q3 (qorsPow43Scale_16s32s_Sf: in Q0) on the
 // scale of the standard. Results are truncated, not rounded. What does not fit 32 bits has no
-// meaning: magnitudes below 16 stop growing, others wrap, or become 0x7FFFFFFF where the shift is 32
-// or more.
+// meaning: magnitudes below 16 stop growing, others wrap, or become 0x7FFFFFFF where the shift is
+// 32 or more.
 #include <cstring>
 
 #include "aac/aacbands.h"

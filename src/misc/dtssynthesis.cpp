@@ -6,9 +6,9 @@
 //   H(k)      = 1/4 sum over n of s(n) cos((2n + 1)(2k + 1) pi/128 + c(n))
 //   H(16 + k) = 1/4 sum over n of s(n) cos((2n + 1)(2k + 1) pi/128 - c(n)),  k from 0 to 15
 //
-// with c(n) = pi/4 for even n and -pi/4 for odd n is a DCT-III of the sums of sub-bands 2k - 1 and 2k
-// and a DCT-IV of those of 2k and 2k + 1, each of 16 points. The window then weights the modulated
-// vectors of the last 16 calls.
+// with c(n) = pi/4 for even n and -pi/4 for odd n is a DCT-III of the sums of sub-bands 2k - 1 and
+// 2k and a DCT-IV of those of 2k and 2k + 1, each of 16 points. The window then weights the
+// modulated vectors of the last 16 calls.
 #include "misc/dtssynthesis.h"
 
 #include <algorithm>

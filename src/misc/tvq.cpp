@@ -2,8 +2,8 @@
 // floats. A signal is cut into divisions, each of which is approximated by the mean of one vector
 // of each book, either of them possibly negated.
 //
-// Sums run through a division from its start, whatever is done side by side: the order decides where
-// distances are nearly equal.
+// Sums run through a division from its start, whatever is done side by side: the order decides
+// where distances are nearly equal.
 #include <algorithm>
 #include <cstring>
 
@@ -152,8 +152,8 @@ constexpr Qor64s codeBookSize(Qor32s len, Qor32s numVectors) {
     return (vectorSize * numVectors + 280) * 4;
 }
 
-// From this many vectors on the size, which counts each value four times, has room for the rows, the
-// groups with the last one filled up, and a group of candidates.
+// From this many vectors on the size, which counts each value four times, has room for the rows,
+// the groups with the last one filled up, and a group of candidates.
 constexpr Qor32s kFewestForGroups = 11;
 
 void init(const Qor32f* pCodeBook, Qor32s len, Qor32s numVectors, Qor8u* pMem, Qor32s ownsMemory) {

@@ -42,9 +42,9 @@ constexpr AliasCoefficients kAlias = [] {
 
 // --- inverse transforms -----------------------------------------------------------------------
 
-// A long transform starts with sums of neighbouring lines, which wrap at 32 bits: in[i] += in[i -
-// 1] for i from 17 down to 1, then in[i] += in[i - 2] for odd i from 17 down to 3. This undoes
-// them.
+// A long transform starts with sums of neighbouring lines, which wrap at 32 bits:
+// in[i] += in[i - 1] for i from 17 down to 1, then in[i] += in[i - 2] for odd i from 17 down to 3.
+// This undoes them.
 constexpr void undoFirstAdditions(long double (&in)[kSubbandLines]) {
     for (int i = 3; i < kSubbandLines; i += 2) in[i] -= in[i - 2];
     for (int i = 1; i < kSubbandLines; ++i) in[i] -= in[i - 1];

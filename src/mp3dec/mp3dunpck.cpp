@@ -53,7 +53,7 @@ bool readGranuleChannel(BitReader& bits, QorMP3SideInfo& side, Qor32s id) {
 
 // --- scale factors ----------------------------------------------------------------------------
 
-// First scale factor of each long-block group that scfsi shares between granules, and the end; id 1.
+// First scale factor of each group of long bands that scfsi shares between granules, and the end.
 constexpr int kScfsiGroupStart[5] = {0, 6, 11, 16, 21};
 
 // A width of 0 reads nothing and gives zeros.

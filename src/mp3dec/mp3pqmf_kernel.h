@@ -67,8 +67,9 @@ static QORAC_INLINE Four sumsOf(const Taps* t) {
 }
 #endif
 
-// The standard's Y(i) folded by the symmetry of its cosines to 32 values d(m), so that the sub-bands
-// are the sums of d(m) cos((2k + 1) m pi / 64): the products are added before their taps are.
+// The standard's Y(i) folded by the symmetry of its cosines to 32 values d(m), so that the
+// sub-bands are the sums of d(m) cos((2k + 1) m pi / 64). The products are folded before the taps
+// are added up.
 static QORAC_INLINE void windowSums(const Qor32f* pRing, Qor32s position, Qor32f* d) {
     // The newest slot and every second one behind it make the first 32 rows, the rest the others.
     const int column = position >> 1, otherColumn = (position + 1) % kPositions >> 1;

@@ -176,7 +176,7 @@ static QORAC_INLINE void _splitcore(Qor32s* re, Qor32s* im) {
 
 // --- in and out -------------------------------------------------------------------------------
 
-// The lanes i of the lanes of a, then b, as a function of the lane.
+// Lane(i), a function of the lane, tells which lane of a followed by b lane i becomes.
 template <typename Lane, int... i>
 static QORAC_INLINE auto pickLanes(Group<kPoints> a, Group<kPoints> b,
                                    std::integer_sequence<int, i...>, Lane) {

@@ -40,8 +40,8 @@ static QORAC_INLINE Qor32s largestLane(SignedLanes v) {
     }
 }
 
-// The largest value, at least 0. The last vector ends with the values
-// and may repeat some of the one before it.
+// The largest value, at least 0. The last vector ends with the values and may repeat some of the
+// one before it.
 static Qor32s largestOf(const Qor32s* p, int len) {
     if (len < kValueLanes) {
         Qor32s largest = 0;

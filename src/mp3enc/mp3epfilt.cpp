@@ -1,9 +1,8 @@
 // 32-band polyphase analysis of MPEG audio (ISO 11172-3 Annex C.1.3): 512 samples of 16-bit PCM to
 // one row of 32 sub-band samples with 9 fraction bits.
 //
-// The window C, in Q30, is applied with exact sums, which leaves 64 integers with 10
-// fraction bits. These fold into 32, and a 32-point transform in double precision takes half of
-// their cosine sums.
+// The window C, in Q30, is applied with exact sums, which leaves 64 integers with 10 fraction bits.
+// These fold into 32, and a 32-point transform in double precision takes half of their cosine sums.
 #include "frame/constmath.h"
 #include "frame/fixed.h"
 #include "frame/mp3window.h"

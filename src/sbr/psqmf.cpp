@@ -1,5 +1,5 @@
-// Hybrid analysis of parametric stereo (ISO/IEC 14496-3, parametric stereo, hybrid filter bank): one
-// QMF sub-band over 32 slots into 2, 4, 8 or 12 sub-sub-bands. Floats in and out.
+// Hybrid analysis of parametric stereo (ISO/IEC 14496-3, parametric stereo, hybrid filter bank):
+// one QMF sub-band over 32 slots into 2, 4, 8 or 12 sub-sub-bands. Floats in and out.
 #include <cstddef>
 #include <utility>
 

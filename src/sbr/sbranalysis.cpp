@@ -1,5 +1,6 @@
 // Float QMF analysis of the SBR tool (ISO/IEC 14496-3, clause 4.6.18.4.1): 32 samples of each time
-// slot to 32 sub-bands, complex ones as two arrays or as pairs, or real ones for the low-power mode.
+// slot to 32 sub-bands: complex ones as two arrays or as pairs, or the real ones of the low-power
+// mode.
 //
 //   u(i) = sum over r from 0 to 4 of c(2 (i + 64 r)) x(i + 64 r), x(0) being the latest sample
 //   complex   X(k) = 2 sum over n from 0 to 63 of u(n) exp(j pi/64 (k + 1/2)(2n - 1/2))
@@ -28,8 +29,8 @@ constexpr Qor32s kAnalysisRing = 10 * kQmfAnalysisBands;
 constexpr Rotations<32> tblPreProcCosSinDCT4_64_SIMD([](int j) { return -cosPi(4 * j + 1, 256); },
                                                      [](int j) { return sinPi(4 * j + 1, 256); });
 
-// Twice the cosines and sines of r pi/64: first as the sub-bands 2r of even number use them, then for
-// r from 31 down to 16 as the sub-bands 63 - 2r of odd number do.
+// Twice the cosines and sines of r pi/64: first as the sub-bands 2r of even number use them, then
+// for r from 31 down to 16 as the sub-bands 63 - 2r of odd number do.
 constexpr Rotations<32> tblPostProcCosSinDCT4_32_SIMD_2501_6145(
     [](int i) { return i < 16 ? 2 * cosPi(i, 64) : -2 * cosPi(47 - i, 64); },
     [](int i) { return i < 16 ? -2 * sinPi(i, 64) : 2 * sinPi(47 - i, 64); });

@@ -19,9 +19,9 @@ struct Sums {
     V u[vectors(64)];
 };
 
-// Takes in the samples of `slots` slots, the first of which goes to `pos`, and sums the five taps of
-// each place for each of them. Every slot of samples meets every second row of the window in one slot
-// and the other rows in the next, so that slots side by side share most of what they load.
+// Takes in the samples of `slots` slots, the first of which goes to `pos`, and sums the five taps
+// of each place for each of them. Every slot of samples meets every second row of the window in one
+// slot and the other rows in the next, so that slots side by side share most of what they load.
 template <int slots>
 QORAC_INLINE void takeSlots(const Qor32f* pSrc, const Qor32f* pWindow, Qor32f* pRing, Qor32s pos,
                             Sums (&sums)[slots]) {

@@ -3,9 +3,9 @@
 //   u(n) = sum over r of x(639 - 128 r - n) c(n + 128 r)
 //   X(k) = sum over n of u(n) exp(j pi / 128 (k + 1/2)(2 n + 1))
 //
-// The 128 sums fold into 64 complex numbers, B(0) = u(0) + j u(1) and B(i) = -u(128 - i) + j u(i +
-// 1), which are rotated, transformed and rotated back: bin m gives sub-band 2m in the lower half of
-// the bins and 127 - 2m in the upper half.
+// The 128 sums fold into 64 complex numbers, B(0) = u(0) + j u(1) and
+// B(i) = -u(128 - i) + j u(i + 1), which are rotated, transformed and rotated back: bin m gives
+// sub-band 2m in the lower half of the bins and 127 - 2m in the upper half.
 #include <cstddef>
 #include <utility>
 
@@ -49,8 +49,8 @@ struct PreRotation {
 };
 constexpr PreRotation kPreRotation;
 
-// Linear maps of 32 complex numbers: the parts of number k are multiplied by straight[2k] and [2k +
-// 1], and their exchange by crossed[2k] and [2k + 1].
+// Linear maps of 32 complex numbers: the parts of number k are multiplied by straight[2k] and
+// straight[2k + 1], and their exchange by crossed[2k] and crossed[2k + 1].
 struct Rotation {
     alignas(64) Qor32f straight[64], crossed[64];
 

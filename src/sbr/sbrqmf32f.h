@@ -1,8 +1,8 @@
 // What the float QMF banks of the SBR tool (ISO/IEC 14496-3, clause 4.6.18.4) have in common: the
 // record, its place in the caller's memory and the checks of the filters.
 //
-// The memory of a bank, aligned up to 16 bytes, holds its transform, the record and the
-// ring. A caller's spec pointer is the record.
+// The memory of a bank, aligned up to 16 bytes, holds its transform, the record and the ring. A
+// caller's spec pointer is the record.
 #pragma once
 
 #include <array>

@@ -1,6 +1,6 @@
 // Float QMF synthesis of the SBR tool (ISO/IEC 14496-3, clause 4.6.18.4.2, and 4.6.18.4.3 for the
-// downsampled bank): 64 or, downsampled, 32 sub-bands of each time slot to as many samples. Each slot
-// makes the values V of the ring, twice as many as there are sub-bands, from complex sub-bands
+// downsampled bank): 64 or, downsampled, 32 sub-bands of each time slot to as many samples. Each
+// slot makes the values V of the ring, twice as many as there are sub-bands, from complex sub-bands
 //
 //   full rate    V(n) = 1/64 Re sum over k of X(k) exp(j pi/128 (k + 1/2)(2n - 255))
 //   downsampled  V(n) = 1/64 Re sum over k of X(k) exp(j pi/64 (k + 1/2)(2n - 127.5))

@@ -4,9 +4,9 @@
 //   X[k] = 2     * sum over n of x[n] cos(2 pi / N (n + n0)(k + 1/2))
 //   y[n] = (2/N) * sum over k of X[k] cos(2 pi / N (n + n0)(k + 1/2)),  n0 = (N/2 + 1) / 2
 //
-// A block is folded to q = N/4 complex values, rotated by exp(-j t(i)) with t(i) = (i + 1/8) 2
-// pi/N, transformed and rotated again; the inverse is the transpose. Both rotations carry the
-// factor g = sqrt(2) forward and 1/sqrt(N/2) inverse.
+// A block is folded to q = N/4 complex values, rotated by exp(-j t(i)) with
+// t(i) = (i + 1/8) 2 pi/N, transformed and rotated again; the inverse is the transpose. Both
+// rotations carry the factor g = sqrt(2) forward and 1/sqrt(N/2) inverse.
 #include "transform/mdct.h"
 
 #include <array>

@@ -1,5 +1,6 @@
 // What the decoders of escape blocks share: the bit reader, the walk through the caller's lookup
-// table, and the escapes of AAC (ISO/IEC 13818-7 clause 9.2.2) and MP3 (ISO 11172-3 clause 2.4.2.7).
+// table, and the escapes of AAC (ISO/IEC 13818-7 clause 9.2.2) and MP3 (ISO 11172-3 clause
+// 2.4.2.7).
 //
 // A lookup table has levels. A level starts with an element that holds its number of bits b, and
 // has an entry for each value of the next b bits. An entry with bit 0 clear links to the level at

@@ -5,8 +5,8 @@
 namespace qorac::vlc {
 namespace {
 
-// Leaves with two unsigned fields of tupleElementBits at the top of a field of tupleBits. One mask for
-// each in its place, and not one behind both shifts, saves 8 % with elements of 16 bits.
+// Leaves with two unsigned fields of tupleElementBits at the top of a field of tupleBits. One mask
+// for each in its place, and not one behind both shifts, saves 8 % with elements of 16 bits.
 class UnsignedLeaves {
   public:
     QORAC_INLINE explicit UnsignedLeaves(const QorVLCDecodeSpec& spec)

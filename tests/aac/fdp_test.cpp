@@ -83,7 +83,8 @@ TEST(Fdp, TheFactorsOfTheReciprocal) {
 }
 
 TEST(Fdp, ForwardEqualsThePlainPredictorToTheBit) {
-    // From energies that are denormal up to such that overflow; 8e18 squared has exponent 254 - 127.
+    // From energies that are denormal up to such that overflow. 8e18 squared has exponent
+    // 254 - 127.
     for (const double size : {1e-22, 0.3, 1.5, 40.0, 3000.0, 3e7, 8e18, 2e19, 3e38}) {
         for (const Qor32s len : {1, 3, 4, 15, 16, 17, 31, 100}) {
             State state(len, std::size_t(len) % 7);
@@ -129,7 +130,8 @@ TEST(Fdp, InverseEqualsThePlainPredictorToTheBit) {
             const std::vector<float> x = tone.next(size);
             std::vector<float> residual(lines.size()), expected;
             ASSERT_GE(qorsFDPFwd_32f(x.data(), residual.data(), state.state), 0);
-            for (std::size_t i = 0; i < lines.size(); ++i) expected.push_back(lines[i].forward(x[i]));
+            for (std::size_t i = 0; i < lines.size(); ++i)
+                expected.push_back(lines[i].forward(x[i]));
             expectSame(residual, expected);
         }
     }

@@ -203,9 +203,9 @@ class Function : public Entry {
     std::function<void()> release_;
 };
 
-// The entries of one family stand in one file; each function's arena lives as long as they do. Where
-// other good arguments bring other checks, a function has several entries, whose names go on behind a
-// comma.
+// The entries of one family stand in one file; each function's arena lives as long as they do.
+// Where other good arguments bring other checks, a function has several entries, whose names go on
+// behind a comma.
 class Family {
   public:
     Arena& arena() { return *arenas_.emplace_back(std::make_unique<Arena>()); }

@@ -41,7 +41,7 @@ TEST(AacPrediction, BandsOfTheMainProfile) {
     }
 }
 
-// --- lines ----------------------------------------------------------------------------------------
+// --- lines ---------------------------------------------------------------------------------------
 
 // A long or short block that sounds, with a section of noise now and then.
 Channel soundingChannel(Random& random, int rate, int windowSequence, bool withNoise) {
@@ -128,9 +128,10 @@ TEST(AacPrediction, LinesFollowTheStandard) {
     }
 }
 
-// --- long term ------------------------------------------------------------------------------------
+// --- long term -----------------------------------------------------------------------------------
 
-// A sound of the period kPeriod, in Q3, and its blocks: block b has the 2048 samples from 1024 b on.
+// A sound of the period kPeriod, in Q3, and its blocks: block b has the 2048 samples from 1024 b
+// on.
 class PeriodicSound {
   public:
     static constexpr int kPeriod = 500;
@@ -265,7 +266,7 @@ TEST(AacPrediction, LongTermContinuesAPeriodicSound) {
     }
 }
 
-// --- streams --------------------------------------------------------------------------------------
+// --- streams -------------------------------------------------------------------------------------
 
 // An element of one or two channels, with the end behind it.
 std::vector<Qor8u> rawBlock(const std::vector<Channel>& channels, int rate, bool commonWindow) {

@@ -1,6 +1,6 @@
 // Second-order linear prediction by the covariance method, one sequence at a time, from the
-// definition of the sums, in the precision of T. A real sequence has imaginary parts of 0: what they
-// add changes no result.
+// definition of the sums, in the precision of T. A real sequence has imaginary parts of 0: what
+// they add changes no result.
 #pragma once
 
 #include <complex>

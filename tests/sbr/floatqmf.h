@@ -236,8 +236,8 @@ struct DownSynthesisOfReal {
 
 // --- a bank ------------------------------------------------------------------------------------
 
-// Built in blocks of exactly the sizes that GetSize tells, which end at guard pages (atEnd) or start
-// `shift` bytes behind one, full of other data.
+// Built in blocks of exactly the sizes that GetSize tells, which end at guard pages (atEnd) or
+// start `shift` bytes behind one, full of other data.
 template <typename Form>
 class FloatBank {
   public:

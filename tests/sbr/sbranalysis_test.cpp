@@ -181,8 +181,8 @@ TYPED_TEST(SbrAnalysis, WritesTheRowsFromOffsetOn) {
     for (int l = 0; l < 6; ++l) EXPECT_EQ(rows.rowIsUntouched(l), l != 3 && l != 4) << l;
 }
 
-// The integer banks take a quarter of the window and a sixteenth of the plain sums, rounding down at
-// each step.
+// The integer banks take a quarter of the window and a sixteenth of the plain sums, rounding down
+// at each step.
 template <typename Form, typename Integer>
 void checkAgainstIntegers(int slots, Integer integer) {
     const auto numbers =

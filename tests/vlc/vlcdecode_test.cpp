@@ -83,8 +83,8 @@ void checkAllBooks(Standard standard, bool isTuple, const std::vector<TableForm>
     for (std::size_t f = 0; f < forms.size(); ++f) EXPECT_GT(fitting[f], 0) << "form " << f;
 }
 
-// One level, two, three, and one bit at a time; 16-bit elements hold the escape book's signed values
-// only with a length field of one bit, so that each level has one.
+// One level, two, three, and one bit at a time; 16-bit elements hold the escape book's signed
+// values only with a length field of one bit, so that each level has one.
 const std::vector<TableForm> kSignedForms = {
     {32, 5, {22}},         {32, 4, {8, 14}}, {32, 3, {7, 4, 3}}, {32, 1, {1}},
     {16, 3, {7, 5, 4, 6}}, {16, 2, {3}},     {16, 1, {1}}};
@@ -101,8 +101,8 @@ const std::vector<TableForm> kTupleForms = {{32, 5, {19}, 5, 10},      {32, 4, {
 TEST(UTupleEscBlock, EveryPairOfEveryAacBook) { checkAllBooks(Standard::aac, true, kTupleForms); }
 TEST(UTupleEscBlock, EveryPairOfEveryMp3Table) { checkAllBooks(Standard::mp3, true, kTupleForms); }
 
-// Codes of up to 30 bits, with two signs among them or behind them. The longest ones stand one behind
-// the other in the block; with 27 bits and more a look does not hold two of them.
+// Codes of up to 30 bits, with two signs among them or behind them. The longest ones stand one
+// behind the other in the block; with 27 bits and more a look does not hold two of them.
 TEST(VlcDecode, TheLongestCodes) {
     for (const Standard standard : {Standard::aac, Standard::mp3}) {
         const int mark = standard == Standard::aac ? 16 : 15;
