@@ -52,21 +52,19 @@ QORAC_INLINE void forEachBand(const Grouping& grouping, Visit visit) {
 
 QORAC_CLONES void decodeMs(Qor32s* left, Qor32s* right, Qor32s maskPresent, const Qor8u (*used)[60],
                            Qor8u* sfbCb, const Grouping& grouping) {
-    forEachBand(
-        grouping, [&](int g, int b, int index, int first, int lines)
-                      __attribute__((always_inline)) {
-                          Qor8u& book = sfbCb[index];
-                          const bool masked = maskPresent == 1 && used[g][b] != 0;
-                          if (book == kOutOfPhaseBook || book == kInPhaseBook) {
-                              if (masked) book ^= 1;
-                          } else if (book != kNoiseBook && (masked || maskPresent == 2)) {
-                              for (int i = first; i < first + lines; ++i) {
-                                  const Qor32s mid = left[i], side = right[i];
-                                  left[i] = wrapAdd(mid, side);
-                                  right[i] = wrapSub(mid, side);
-                              }
-                          }
-                      });
+    forEachBand(grouping, [&](int g, int b, int index, int first, int lines) QORAC_INLINE_BODY {
+        Qor8u& book = sfbCb[index];
+        const bool masked = maskPresent == 1 && used[g][b] != 0;
+        if (book == kOutOfPhaseBook || book == kInPhaseBook) {
+            if (masked) book ^= 1;
+        } else if (book != kNoiseBook && (masked || maskPresent == 2)) {
+            for (int i = first; i < first + lines; ++i) {
+                const Qor32s mid = left[i], side = right[i];
+                left[i] = wrapAdd(mid, side);
+                right[i] = wrapSub(mid, side);
+            }
+        }
+    });
 }
 
 // --- intensity --------------------------------------------------------------------------------
@@ -102,12 +100,11 @@ QORAC_INLINE void ownsDecodeIsCore_AAC(const Qor32s* left, Qor32s* right, int le
 
 QORAC_CLONES void decodeIs(const Qor32s* left, Qor32s* right, const Qor16s* position,
                            const Qor8u* sfbCb, const Grouping& grouping) {
-    forEachBand(
-        grouping, [&](int, int, int index, int first, int lines) __attribute__((always_inline)) {
-            if (sfbCb[index] == kOutOfPhaseBook || sfbCb[index] == kInPhaseBook)
-                ownsDecodeIsCore_AAC(left + first, right + first, lines, position[index],
-                                     sfbCb[index] == kOutOfPhaseBook);
-        });
+    forEachBand(grouping, [&](int, int, int index, int first, int lines) QORAC_INLINE_BODY {
+        if (sfbCb[index] == kOutOfPhaseBook || sfbCb[index] == kInPhaseBook)
+            ownsDecodeIsCore_AAC(left + first, right + first, lines, position[index],
+                                 sfbCb[index] == kOutOfPhaseBook);
+    });
 }
 
 // --- noise ------------------------------------------------------------------------------------

@@ -27,7 +27,7 @@ struct Folded {
 template <const HybridFilter& filter>
 QORAC_INLINE Folded fold(const Qor32fc* x) {
     Folded folded{};
-    const auto tap = [&](int i) __attribute__((always_inline)) { return load<V>(x + i); };
+    const auto tap = [&](int i) QORAC_INLINE_BODY { return load<V>(x + i); };
     folded.s[0] = filter.g[6] * tap(6);
     for (int n = 1; n <= 6; ++n) {
         if (filter.g[6 - n] == 0.0f) continue;

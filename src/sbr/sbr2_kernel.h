@@ -94,8 +94,7 @@ QORAC_INLINE void predictBands(const Form& form, Qor32s band, Qor32s len) {
     using V = Vec<lanes>;
     using Z = typename Form::template Sample<V>;
     const auto phi = covariance<Z>(
-        len, [&](Qor32s n)
-                 __attribute__((always_inline)) { return form.template load<V, count>(n, band); });
+        len, [&](Qor32s n) QORAC_INLINE_BODY { return form.template load<V, count>(n, band); });
     const V det = determinant(phi);
     const Z alpha1 = where(det != 0.0f, numerator1(phi) * (1.0f / det));
     const Z alpha0 = where(phi.phi11 > 0.0f, numerator0(phi, alpha1) * (1.0f / phi.phi11));

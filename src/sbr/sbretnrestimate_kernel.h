@@ -15,7 +15,7 @@ struct Halves {
 };
 
 QORAC_INLINE Halves ownCalcCovMatrixElements_32f(const Qor32fc* pSrc) {
-    const auto sample = [&](Qor32s n) __attribute__((always_inline)) {
+    const auto sample = [&](Qor32s n) QORAC_INLINE_BODY {
         const Qor32fc first = pSrc[n], second = pSrc[kTnrHalf + n];
         return Complex<V>{V{first.re, second.re}, V{first.im, second.im}};
     };
