@@ -1,4 +1,4 @@
-// Checks that many functions share.
+// Checks and alignments that many functions share.
 #pragma once
 
 #include <cstdint>
@@ -52,6 +52,7 @@ inline T* alignUp(T* p) {
                                 ~std::uintptr_t(alignment - 1));
 }
 
+constexpr Qor32s roundUp16(Qor32s size) { return (size + 15) & ~15; }
 constexpr Qor32s roundUp32(Qor32s size) { return (size + 31) & ~31; }
 
 }  // namespace qorac

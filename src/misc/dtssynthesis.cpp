@@ -96,8 +96,6 @@ constexpr int kAlignment = 16, kHeaderSize = 64;
 constexpr Qor32s kDctLen = 16, kFftOrder = 3, kHint = 1;
 static_assert(sizeof(QorsFilterSpec_DTS_32f) <= kHeaderSize);
 
-constexpr Qor32s roundUp16(Qor32s size) { return (size + 15) & ~15; }
-
 struct Sizes {
     Qor32s dctSpec, fftSpec, buffer;
 };

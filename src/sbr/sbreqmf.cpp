@@ -116,7 +116,7 @@ constexpr Qor32s kRecordSize = 64;
 constexpr Qor32s kSlack = 31;  // of the block's own alignment
 static_assert(sizeof(QorsFilterEncSpec_SBR_32f) <= kRecordSize);
 
-constexpr Qor32s sectionSize(Qor32s size) { return (size + 19) & ~15; }
+constexpr Qor32s sectionSize(Qor32s size) { return roundUp16(size + 4); }
 
 struct Sizes {
     Qor32s fftSpec, fftInit, fftBuffer;

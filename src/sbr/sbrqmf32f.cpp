@@ -14,8 +14,6 @@ constexpr Qor32s kTransformSlack = 4;  // of the init memory and of the scratch
 constexpr Qor32s kFftHint = 2, kDctInverseHint = 2, kDctForwardHint = 1;
 static_assert(sizeof(QorsFilterSpec_SBR_32f) + 16 <= kRecordSize);
 
-constexpr Qor32s roundUp16(Qor32s size) { return (size + 15) & ~15; }
-
 struct Sizes {
     Qor32s spec, init, buffer;
 };

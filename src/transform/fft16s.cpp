@@ -194,8 +194,8 @@ QorStatus qorsFFTGetSize_C_16sc(Qor32s order, Qor32s flag, Qor32s hint, Qor32s* 
         bufSize += wideBytes(order);
     } else {
         const Qor32s n = 1 << order;
-        specSize = roundUp32(8 * n) + ((n + 35) & ~31);
-        initSize = (n / 2 + 33) & ~31;
+        specSize = roundUp32(8 * n) + roundUp32(n + 4);
+        initSize = roundUp32(n / 2 + 2);
         bufSize = wideBytes(order);
     }
     *pSpecSize = specSize + 128;

@@ -32,12 +32,12 @@ struct FftSizes {
 };
 
 // The reversal table of N/4 + 1 entries; as much as the quarter wave of sines.
-constexpr Qor32s quarterTableSize(Qor32s order) { return ((1 << order) + 35) & ~31; }
+constexpr Qor32s quarterTableSize(Qor32s order) { return roundUp32((1 << order) + 4); }
 
 // Reversal and twiddles of a complex core above the codelets.
 FftSizes coreSizes(Qor32s order) {
     const Qor32s length = 1 << order;
-    FftSizes sizes{(8 * length + 39) & ~31, 0, roundUp32(8 * length)};
+    FftSizes sizes{roundUp32(8 * length + 8), 0, roundUp32(8 * length)};
     if (order >= kFftLargeOrder) {
         qors_getSizesTwd_Large_32f(order, &sizes.spec, &sizes.init, &sizes.buffer);
     }

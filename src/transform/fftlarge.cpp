@@ -291,7 +291,7 @@ void qors_getSizesTwd_Large_32f(Qor32s order, Qor32s* pSpecSize, Qor32s* pInitSi
     if (sub >= kFftLargeOrder) {
         qors_getSizesTwd_Large_32f(sub, pSpecSize, pInitSize, pBufSize);
     } else {
-        *pSpecSize = (complexBytes(sub) + 39) & ~31;
+        *pSpecSize = roundUp32(complexBytes(sub) + 8);
         *pBufSize = roundUp32(complexBytes(sub));
     }
     *pSpecSize += complexBytes(order);
