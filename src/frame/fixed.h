@@ -99,4 +99,11 @@ constexpr QORAC_INLINE int roundToEven(Qor32f x) {
 // Number of bits that the value takes: 0 for 0, else 1 + floor(log2(a)).
 constexpr QORAC_INLINE int bitLength(Qor32u a) { return a == 0 ? 0 : 32 - __builtin_clz(a); }
 
+// The low bits of a number in reverse.
+constexpr QORAC_INLINE int reversed(int a, int bits) {
+    int result = 0;
+    for (int i = 0; i < bits; ++i) result |= ((a >> i) & 1) << (bits - 1 - i);
+    return result;
+}
+
 }  // namespace qorac

@@ -3,18 +3,12 @@
 
 #include <array>
 
+#include "frame/fixed.h"
 #include "qorac.h"
 
 namespace qorac {
 
 constexpr int kFftFixedTableOrder = 10;
-
-// The low bits of a number in reverse.
-constexpr int reversed(int value, int bits) {
-    int result = 0;
-    for (int i = 0; i < bits; ++i) result |= ((value >> i) & 1) << (bits - 1 - i);
-    return result;
-}
 
 // sin(2 pi i / 1024) for i from 0 to 256.
 extern const std::array<Qor32f, 257> fft_fix_twiddle_table_32f;

@@ -146,14 +146,6 @@ static void ownssplitcore_32sc_I_AAC(Qor32s* z) {
     }
 }
 
-// Number with the lowest `bits` bits of i in reverse order.
-template <int bits>
-static QORAC_INLINE int bitReversed(int i) {
-    int r = 0;
-    for (int b = 0; b < bits; ++b) r |= (i >> b & 1) << (bits - 1 - b);
-    return r;
-}
-
 // A 4 by 4 tile of numbers.
 struct Tile {
     Vec8 row[4];
@@ -184,7 +176,7 @@ template <int order>
 static QORAC_INLINE void ownsbitreverse_32sc_I_AAC(Qor32s* z) {
     constexpr int stride = (1 << order) / 2;  // a quarter of the data, in 32-bit elements
     for (int middle = 0; middle < 1 << (order - 4); ++middle) {
-        const int mirror = bitReversed<order - 4>(middle);
+        const int mirror = reversed(middle, order - 4);
         if (mirror < middle) continue;
         const Tile tile = loadTransposed(z + 8 * middle, stride);
         if (mirror != middle)

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "frame/dispatch.h"
+#include "frame/fixed.h"
 #include "transform/fftlarge.h"
 
 namespace qorac {
@@ -25,11 +26,7 @@ class Tiles {
     static constexpr int kSide = 1 << kBits;
     static constexpr std::array<int, kSide> kReversed = [] {
         std::array<int, kSide> table{};
-        for (int i = 0; i < kSide; ++i) {
-            for (int bit = 0; bit < kBits; ++bit) {
-                table[i] |= ((i >> bit) & 1) << (kBits - 1 - bit);
-            }
-        }
+        for (int i = 0; i < kSide; ++i) table[i] = qorac::reversed(i, kBits);
         return table;
     }();
 

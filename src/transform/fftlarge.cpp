@@ -87,9 +87,7 @@ Qor8u* initLevels(QorsFFTSpec_32f& spec, Qor32s order, int level, const QuarterW
 Qor32s qors_initTabBitRevLarge(Qor32s order, Qor32s* pBitRev) {
     const int bits = order - kFftTileOrder;
     for (Qor32s tile = 0; tile < 1 << bits; ++tile) {
-        Qor32s reversed = 0;
-        for (int i = 0; i < bits; ++i) reversed |= ((tile >> i) & 1) << (bits - 1 - i);
-        pBitRev[tile] = reversed << kTileRowBits;
+        pBitRev[tile] = reversed(tile, bits) << kTileRowBits;
     }
     qors_initTabBitRev(kFftTileOrder, pBitRev + (1 << bits));
     return (1 << bits) + (1 << (kFftTileOrder - 2)) + 1;
