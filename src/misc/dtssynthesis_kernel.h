@@ -5,16 +5,12 @@
 constexpr int kWide = QORAC_LEVEL >= 4 ? 16 : QORAC_LEVEL >= 3 ? 8 : 4;
 using Reals = Lanes<Qor32f, kWide>;
 
-struct Reversed {
-    static constexpr int at(int i) { return kWide - 1 - i; }
-};
-// Stores values 31 - i, 30 - i, ... of 32.
+// Stores and loads values 31 - i, 30 - i, ... of 32.
 static QORAC_INLINE void storeFalling(Qor32f* p, int i, Reals v) {
-    store(p + 2 * kHalf - kWide - i, shuffle<Reversed>(v, v));
+    store(p + 2 * kHalf - kWide - i, reversedLanes(v));
 }
 static QORAC_INLINE Reals loadFalling(const Qor32f* p, int i) {
-    const Reals v = load<Reals>(p + 2 * kHalf - kWide - i);
-    return shuffle<Reversed>(v, v);
+    return reversedLanes(load<Reals>(p + 2 * kHalf - kWide - i));
 }
 
 // Values i, i + 1, ... of the transform with the given rows.

@@ -8,12 +8,6 @@ constexpr int kBands = kQmfAnalysisBands;
 
 // --- history and window ------------------------------------------------------------------------
 
-template <int lanes>
-struct Reversed {
-    static constexpr int at(int i) { return lanes - 1 - i; }
-};
-QORAC_INLINE V reversed(V a) { return shuffle<Reversed<kMaxLanes>>(a, a); }
-
 // A vector for each group of the 64 places.
 struct Sums {
     V u[vectors(64)];
@@ -34,7 +28,7 @@ QORAC_INLINE void takeSlots(const Qor32f* pSrc, const Qor32f* pWindow, Qor32f* p
         // The newest slot first; of the samples in the source the latest are the last.
         V z[slots + 9];
         unrolled<slots>([&](auto j) QORAC_INLINE_BODY {
-            z[j] = reversed(load<V>(pSrc + (slots - j) * kBands - kMaxLanes - at));
+            z[j] = reversedLanes(load<V>(pSrc + (slots - j) * kBands - kMaxLanes - at));
         });
         unrolled<9>([&](auto j) QORAC_INLINE_BODY { z[slots + j] = load<V>(place(j + 1) + at); });
         unrolled<slots>([&](auto j) QORAC_INLINE_BODY { store(place(j + 1 - slots) + at, z[j]); });
@@ -83,7 +77,8 @@ QORAC_INLINE void rotateOut(const Parts& f, Row row) {
         const int odd = kBands / 2 + q, mirrored = kBands - kMaxLanes - q;
         const V re = load<V>(f.re + q), im = load<V>(f.im + q);
         const V c = load<V>(cosine + q), s = load<V>(sine + q);
-        const V re2 = reversed(load<V>(f.re + mirrored)), im2 = reversed(load<V>(f.im + mirrored));
+        const V re2 = reversedLanes(load<V>(f.re + mirrored));
+        const V im2 = reversedLanes(load<V>(f.im + mirrored));
         const V c2 = load<V>(cosine + odd), s2 = load<V>(sine + odd);
         row.store(2 * q, mulSubFrom(s, im, c * re), mulAdd(s, re, c * im),
                   mulAdd(s2, re2, c2 * im2), mulSubFrom(s2, im2, c2 * re2));

@@ -114,11 +114,12 @@ QORAC_INLINE auto joined(V low, V high, std::index_sequence<lane...>) {
 // Runs of four floats that lie `stride` floats apart, one in each quarter.
 template <typename V>
 QORAC_INLINE V loadQuarters(const float* p, [[maybe_unused]] std::ptrdiff_t stride) {
-    if constexpr (kLanes < V >> 4) {
-        using Half = Vec<kLanes<V> / 2>;
+    constexpr int lanes = kLanes<V>;
+    if constexpr (lanes > 4) {
+        using Half = Vec<lanes / 2>;
         return joined(loadQuarters<Half>(p, stride),
-                      loadQuarters<Half>(p + kLanes<V> / 8 * stride, stride),
-                      std::make_index_sequence<kLanes<V>>());
+                      loadQuarters<Half>(p + lanes / 8 * stride, stride),
+                      std::make_index_sequence<lanes>());
     } else {
         return load<V>(p);
     }

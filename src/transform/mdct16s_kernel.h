@@ -81,7 +81,8 @@ static QORAC_INLINE void forwardPost(const Qor16sc* z, Qor32s* y, const Qor16s* 
         const Ints<lanes> turned = oddNegated(b);
         const auto w = loadTwiddles<lanes>(pTwiddle, q, i);
         store(y + 2 * i, Ints<lanes>(w.cosSin * a + w.sinCos * turned));
-        store(y + 2 * q - lanes - 2 * i, reversed(Ints<lanes>(w.sinCos * a - w.cosSin * turned)));
+        store(y + 2 * q - lanes - 2 * i,
+              reversedLanes(Ints<lanes>(w.sinCos * a - w.cosSin * turned)));
     }
 }
 

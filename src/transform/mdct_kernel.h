@@ -83,7 +83,7 @@ static QORAC_INLINE void forwardPost(const Qor32fc* z, Qor32f* pDst, const Qor32
     for (Qor32s i = 0; i < q / 2; i += lanes / 2) {
         const auto out = rotateOut<lanes>(z, q, i, pTwiddle);
         store(pDst + 2 * i, out.a);
-        store(pDst + 2 * q - lanes - 2 * i, reversed(out.b));
+        store(pDst + 2 * q - lanes - 2 * i, reversedLanes(out.b));
     }
 }
 
@@ -93,7 +93,7 @@ static QORAC_INLINE void inversePre(const Qor32f* pSrc, Qor32fc* z, const Qor32f
     for (Qor32s i = 0; i < q / 2; i += lanes / 2) {
         const auto front = load<Reals<lanes>>(pSrc + 2 * i);
         const auto back = load<Reals<lanes>>(pSrc + 2 * q - lanes - 2 * i);
-        rotateIn<lanes>(z, q, i, {front, reversed(back)}, pTwiddle);
+        rotateIn<lanes>(z, q, i, {front, reversedLanes(back)}, pTwiddle);
     }
 }
 
@@ -103,9 +103,9 @@ static QORAC_INLINE void inversePost(const Qor32fc* z, Qor32f* y, const Qor32f* 
                                      Qor32s q) {
     for (Qor32s i = 0; i < q / 2; i += lanes / 2) {
         const auto out = rotateOut<lanes>(z, q, i, pTwiddle);
-        store(y + q - lanes - 2 * i, reversed(out.b));
+        store(y + q - lanes - 2 * i, reversedLanes(out.b));
         store(y + q + 2 * i, Reals<lanes>(-out.b));
-        store(y + 3 * q - lanes - 2 * i, reversed(Reals<lanes>(-out.a)));
+        store(y + 3 * q - lanes - 2 * i, reversedLanes(Reals<lanes>(-out.a)));
         store(y + 3 * q + 2 * i, Reals<lanes>(-out.a));
     }
 }

@@ -6,18 +6,10 @@
 #include "transform/vectors.h"
 
 template <int lanes>
-struct ReversedLanes {
-    static constexpr int at(int i) { return lanes - 1 - i; }
-};
-template <int lanes>
 struct EvenOfFirstOddOfSecond {
     static constexpr int at(int i) { return i % 2 ? lanes + i : i; }
 };
 
-template <typename V>
-static QORAC_INLINE V reversed(const V& v) {
-    return shuffle<ReversedLanes<kLanes<V>>>(v, v);
-}
 template <typename V>
 static QORAC_INLINE V oddNegated(const V& v) {
     return shuffle<EvenOfFirstOddOfSecond<kLanes<V>>>(v, V(-v));
@@ -42,7 +34,7 @@ struct Pairs {
 template <typename V>
 static QORAC_INLINE Pairs<V> fold(const V& before3q, const V& from3q, const V& beforeQ,
                                   const V& fromQ) {
-    return {-from3q - reversed(before3q), reversed(beforeQ) - fromQ};
+    return {-from3q - reversedLanes(before3q), reversedLanes(beforeQ) - fromQ};
 }
 
 // Lanes of the widest vectors of the level; they need q of at least as many.

@@ -50,3 +50,13 @@ template <typename Pattern, typename V>
 QORAC_INLINE V shuffle(V a, V b) {
     return shuffle<Pattern>(a, b, std::make_index_sequence<kLanes<V>>());
 }
+
+// The lanes from the last to the first.
+template <int lanes>
+struct ReversedLanes {
+    static constexpr int at(int i) { return lanes - 1 - i; }
+};
+template <typename V>
+QORAC_INLINE V reversedLanes(V v) {
+    return shuffle<ReversedLanes<kLanes<V>>>(v, v);
+}
