@@ -118,6 +118,7 @@ constexpr auto _Tab_NormEnergy = constmath::makeTable<Qor32s, 96>([](int i) {
 // 2^(i/4) in Q30.
 constexpr Qor32s _TAB_PowQuater[4] = {0x40000000, 0x4C1BF828, 0x5A82799A, 0x6BA27E65};
 
+// For x from 0.5 to 1, 0.5 / sqrt(x) is about [0] x^2 / 2 + [1] x + [2], in Q14.
 constexpr Qor64s _TAB_InvSqrt[3] = {13563, -16760, 18211};
 constexpr Qor32s kSqrt2 = 1518500249;  // Q30
 

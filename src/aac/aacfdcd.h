@@ -1,4 +1,4 @@
-// The noise generator of AAC's perceptual noise substitution.
+// The noise generator of AAC's perceptual noise substitution (ISO/IEC 14496-3).
 #pragma once
 
 #include "qorac.h"

@@ -15,6 +15,7 @@ namespace {
 
 constexpr int kFrame = 1024;
 constexpr int kBlock = 128;
+constexpr int kFlat = 448;  // samples of a frame before the first of its short windows
 constexpr int kHistory = 3 * kFrame;
 constexpr int kLongBands = 40;  // bands that can be predicted
 constexpr int kShortBands = 8;
@@ -57,7 +58,8 @@ QorStatus qorsLongTermPredict_AAC_32s(const Qor32s* pHistory, Qor32s* pEstimate,
     }
     for (int w = 0; w < 8; ++w)
         if (pLtpInfo->ltp_short_used[w])
-            predict(pEstimate + 2 * kBlock * w, 2816 - pLtpInfo->ltp_short_lag[w], 2 * kBlock);
+            predict(pEstimate + 2 * kBlock * w, kHistory - 2 * kBlock - pLtpInfo->ltp_short_lag[w],
+                    2 * kBlock);
     return qorStsNoErr;
 }
 
@@ -101,7 +103,7 @@ QorStatus qorsLtpUpdate_AAC_32s(const Qor32s* pSpectrum, Qor32s* pHistory, Qor32
     qorsZero_32s(pHistory + 2 * kFrame, kFrame);
     for (int b = 0; b < kFrame; b += kBlock) {
         ownsMDCTInv_AAC_32s(pSpectrum + b, pWork, window);
-        qorsAdd_32s_ISfs(pWork, pHistory + 1472 + b, 2 * kBlock, 0);
+        qorsAdd_32s_ISfs(pWork, pHistory + kFrame + kFlat + b, 2 * kBlock, 0);
     }
     return qorStsNoErr;
 }

@@ -22,7 +22,7 @@ static QORAC_INLINE V broadcast(Qor32u a) {
     return V{} + a;
 }
 
-// The lanes i of the lanes of a, then b.
+// Lanes i0 to i7 of a followed by b.
 template <int i0, int i1, int i2, int i3, int i4, int i5, int i6, int i7>
 static QORAC_INLINE Vec8 pick(Vec8 a, Vec8 b) {
     return __builtin_shufflevector(a, b, i0, i1, i2, i3, i4, i5, i6, i7);

@@ -10,8 +10,8 @@
 //     QORAC_BIND(void, fft, (Qor32sc* data, int order), (data, order))
 //
 // QORAC_BIND makes the function that runs the best version for the machine, bound by the loader. A
-// kernel file sees the vectors of frame/lanes.h; it has no include guard, includes nothing and
-// defines static functions only.
+// kernel file sees the vectors of frame/lanes.h. It has no include guard, includes files of its own
+// kind only (..._lanes.h, transform/vectors.h), and nothing in it is seen by other units.
 #pragma once
 
 #include <immintrin.h>

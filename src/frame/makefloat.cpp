@@ -1,4 +1,4 @@
-// Floats from mantissas and exponents, and the gains of scale factors.
+// Floats from Q15 mantissas and exponents, and the gains of scale factors, 2^(sf/4).
 #include <bit>
 #include <limits>
 
@@ -19,6 +19,7 @@ constexpr auto Table_SQRTSQRT_EXP_2_x = constmath::makeTable<Qor32f, 1025>([](in
 // The power of two with the given exponent field; field 0 is 0, field 255 infinity.
 QORAC_INLINE Qor32f floatOfExponentField(int field) { return std::bit_cast<Qor32f>(field << 23); }
 
+// mantissa * 2^(-15 - exponent): the exponent field of 1 is 127.
 QORAC_CLONES void makeFloat(const Qor16s* pSrcMant, const Qor16s* pSrcExp, int len, Qor32f* pDst) {
     for (int i = 0; i < len; ++i)
         pDst[i] = Qor32f(pSrcMant[i]) * floatOfExponentField((112 - pSrcExp[i]) & 255);

@@ -41,7 +41,8 @@ QORAC_CLONES void pow34_32f(const Qor32f* pSrc, Qor32f* pDst, int len) {
     }
 }
 
-// A NaN fails both comparisons with the limit and counts as 0.
+// Above 1000000 the power stays at that of 1000000. A NaN fails both comparisons with the limit and
+// counts as 0.
 QORAC_CLONES void pow34_32f16s(const Qor32f* pSrc, Qor16s* pDst, int len) {
     for (int i = 0; i < len; ++i) {
         const Qor32f x = std::fabs(pSrc[i]);

@@ -24,7 +24,7 @@ constexpr Qor32s kUpperEnd = 0x6000000;       // 12
 constexpr Qor32s kLowerEnd = -0x3000000;      // -6
 constexpr Qor32s kInverseSqrt2 = 1518500250;  // 2^31 / sqrt(2); in Q30 that is sqrt(2)
 
-// Left shift that brings bit 30 of S to the top, from the top seven bits of S.
+// Left shift that brings the highest set bit of S to bit 30, from the bits 24 to 30 of S.
 constexpr auto own_ac_sprdngfNorm =
     constmath::makeTable<Qor32s, 128>([](int k) { return 7 - bitLength(Qor32u(k)); });
 
@@ -51,8 +51,8 @@ Qor32s scaledDistance(Qor32s first, Qor32s second, int inScaleFactor, bool* inRa
     return Qor32s((d + (Qor64s(1) << (down - 1))) >> down);
 }
 
-// Square root of S in Q23, S at least 1.0, by an inverse root on S normalised to Q30: a polynomial
-// and two Newton steps.
+// Square root of S in Q23, S at least 1.0. With x = S normalised to 0.5 to 1 in Q31, a parabola and
+// two Newton steps make y = 1 / (2 sqrt(x)) in Q30, and x y is half the root of x.
 Qor32s squareRoot(Qor32s S) {
     const int n = own_ac_sprdngfNorm[S >> 24];
     const Qor32s x = S << n;

@@ -107,8 +107,11 @@ Sizes getSizes() {
     return {roundUp16(dct), roundUp16(fft), std::max({dctInit, dctBuffer, fftInit, fftBuffer})};
 }
 
-// Header, history and accumulator, and room for the alignment.
-Qor32s totalSize(const Sizes& sizes) { return 2395 + sizes.dctSpec + sizes.fftSpec + sizes.buffer; }
+Qor32s totalSize(const Sizes& sizes) {
+    constexpr Qor32s kFloats = (kHistory + kGroup) * Qor32s(sizeof(Qor32f));
+    constexpr Qor32s kSlack = 27;  // room for the alignment
+    return kHeaderSize + kFloats + sizes.dctSpec + sizes.fftSpec + sizes.buffer + kSlack;
+}
 
 void init(void* pMemory, Qor32s ownsMemory) {
     const Sizes sizes = getSizes();
@@ -151,6 +154,7 @@ QorStatus qorsSynthesisFilterInit_DTS_32f(QorsFilterSpec_DTS_32f* pSpec) {
     return qorStsNoErr;
 }
 
+// The allocation must succeed.
 QorStatus qorsSynthesisFilterInitAlloc_DTS_32f(QorsFilterSpec_DTS_32f** ppSpec) {
     if (!ppSpec) return qorStsNullPtrErr;
     auto* const pMemory =

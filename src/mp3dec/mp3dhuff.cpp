@@ -154,6 +154,8 @@ RegionEnds longRegions(const QorMP3SideInfo& side, const Qor16s* pLong) {
     return {pLong[side.region0_count + 1], pLong[side.region0_count + side.region1_count + 2]};
 }
 
+// With window switching the first region has 36 lines, or 54 in the long blocks of a low sampling
+// frequency.
 RegionEnds switchedRegionsSfb(const QorMP3SideInfo& side, Qor32s id) {
     return {id == 1 || side.block_type == 2 ? 36 : 54, kLines};
 }

@@ -1,4 +1,4 @@
-// Lookup tables of the Huffman decoder, derived from the standard's code list.
+// Lookup tables of the Huffman decoder, derived from the code list of ISO 11172-3 Table B.7.
 //
 // A pair table is indexed by the next rootBits bits. An entry is either a pair or, where the code
 // is longer, a link to a second level that is indexed by the bits behind.

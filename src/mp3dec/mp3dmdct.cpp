@@ -106,7 +106,7 @@ constexpr ShortTransform kShortTransform = [] {
 }();
 
 // Sub-bands that the lines below nonZeroBound fill; alias reduction of long blocks spreads into one
-// more.
+// more where the last of them are near the boundary. (n * 3641) >> 16 is n / 18 here.
 int usedSubbands(int nonZeroBound, int blockType, int mixedBlock) {
     if (blockType == kShort)
         return std::max((nonZeroBound * 3641 + 61897) >> 16, mixedBlock ? 2 : 0);

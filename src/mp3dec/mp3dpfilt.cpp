@@ -86,6 +86,7 @@ QORAC_INLINE Qor32s firstOutput(const Qor32s* pVBuffer, int position) {
     return sum;
 }
 
+// From Q22 to 16 bits.
 QORAC_INLINE Qor16s roundToPcm(Qor32s sum) { return saturate16s(wrapAdd(sum, 64) >> 7); }
 
 }  // namespace

@@ -21,7 +21,8 @@ namespace {
 using constmath::scale2;
 
 constexpr int kLines = 576;
-constexpr int kScaleFactors = 40;  // bytes per channel
+constexpr int kScaleFactors = 40;    // bytes per channel
+constexpr int kMixedLongLines = 36;  // of the two long sub-bands of a mixed block
 constexpr int kMaxMagnitude = 8206;
 
 // The standard's pretab (Table B.6).
@@ -121,7 +122,7 @@ void mapStereo(Granule& granule) {
         int limit = stereo.intensity ? *right.bound : std::max(*left.bound, *right.bound);
         int last = 22;
         if (left.isShort) {
-            limit = std::min(limit, 36);
+            limit = std::min(limit, kMixedLongLines);
             last = left.scaleBase;
         }
         granule.isBand = 22;
@@ -255,7 +256,7 @@ bool decodeStereo(Granule& granule) {
     Channel &left = granule.channel[0], &right = granule.channel[1];
     if (left.hasLong) {
         if (left.isShort)
-            *left.bound = std::min(*left.bound, 36);
+            *left.bound = std::min(*left.bound, kMixedLongLines);
         else
             *left.bound = *right.bound = std::max(*left.bound, *right.bound);
         if (!_sStereoLong_MP3_32s_I(granule, *left.bound)) return false;
@@ -269,12 +270,12 @@ bool decodeStereo(Granule& granule) {
 
 // --- order of short blocks --------------------------------------------------------------------
 
-// In each group of 18 lines six belong to each window. The long lines of a mixed block stand in
-// place already.
+// In each group of 18 lines six belong to each window, and the bound moves up to whole groups:
+// (n * 3641) >> 16 is n / 18 here. The long lines of a mixed block stand in place already.
 void _sReorder_MP3_32s(const Channel& channel, const Qor16s* shortBand) {
     const int bound = ((*channel.bound + 17) * 3641 >> 16) * 18;
     for (int w = 0; w < 3; ++w) {
-        int position = 6 * w + (channel.firstShort ? 36 : 0), inGroup = 0;
+        int position = 6 * w + (channel.firstShort ? kMixedLongLines : 0), inGroup = 0;
         const auto put = [&](Qor32s line) {
             channel.lines[position++] = line;
             if (++inGroup == 6) {

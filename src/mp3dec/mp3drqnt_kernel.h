@@ -104,7 +104,7 @@ static QorStatus requantize(const Granule& granule, const Channel& channel) {
     };
 
     if (channel.hasLong) {
-        const int end = channel.isShort ? 36 : *channel.bound;
+        const int end = channel.isShort ? kMixedLongLines : *channel.bound;
         for (int b = 0; b < 22 && granule.longBand[b] < end; ++b) {
             Qor32s* const lines = channel.lines + granule.longBand[b];
             const int width = granule.longBand[b + 1] - granule.longBand[b];

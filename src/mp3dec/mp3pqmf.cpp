@@ -24,7 +24,7 @@ namespace {
 
 constexpr Qor32u kAnalysisId = 0x434D4168, kSynthesisId = 0x434D4167;
 constexpr int kAlignment = 16;
-constexpr Qor32s kSpecBytes = 2107;
+constexpr Qor32s kSpecBytes = 2107;              // record and ring, and room for their alignment
 constexpr int kRingOffset = 32, kRingLen = 512;  // bytes, floats
 constexpr int kBands = 32, kHalf = kBands / 2;
 constexpr int kTaps = 8;  // of one window row
@@ -136,6 +136,7 @@ QorStatus init(Spec** ppSpec, Qor8u* pMemory, Qor32u id) {
     return qorStsNoErr;
 }
 
+// The allocation must succeed.
 QorStatus initAlloc(Spec** ppSpec, Qor32u id) {
     if (!ppSpec) return qorStsNullPtrErr;
     Qor8u* const memory = qorsMalloc_8u(kSpecBytes);

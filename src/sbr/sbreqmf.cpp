@@ -165,6 +165,7 @@ QorStatus qorsAnalysisFilterEncInit_SBR_32f(QorsFilterEncSpec_SBR_32f* pSpec, Qo
     return qorStsNoErr;
 }
 
+// When what follows its allocation fails, the block stays with the caller, in *ppSpec.
 QorStatus qorsAnalysisFilterEncInitAlloc_SBR_32f(QorsFilterEncSpec_SBR_32f** ppSpec) {
     if (!ppSpec) return qorStsNullPtrErr;
     Qor32s specSize, initSize;

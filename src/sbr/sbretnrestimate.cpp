@@ -10,9 +10,9 @@
 namespace qorac {
 namespace {
 
-constexpr int kTnrHalf = 16;
-constexpr Qor32f INV_EPS = 1000000.0f;
+constexpr int kTnrHalf = 16;  // samples
 constexpr Qor32f kOnePlusEps = 1.000001f, kEps = 1e-6f;
+constexpr Qor32f INV_EPS = 1000000.0f;  // the ratio where all is explained
 
 }  // namespace
 }  // namespace qorac
@@ -27,6 +27,7 @@ QORAC_BIND(void, explain, (const Qor32fc* pSrc, Qor32f* pEnergy, Qor32f* pShare)
 
 namespace {
 
+// The energy that the predictor explains over what it leaves, from the share that it explains.
 Qor32f ratio(Qor32f energy, Qor32f share) {
     if (!(energy * energy > 0.0f)) return 0.0f;
     return std::fabs(1.0 - Qor64f(share)) > kEps ? share / (kOnePlusEps - share) : INV_EPS;

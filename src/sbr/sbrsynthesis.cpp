@@ -84,6 +84,7 @@ constexpr QmfBank32f kDownCToR_32fc32f = {0x434D415C, QmfTransform::complexFft, 
 constexpr QmfBank32f kDownRToR_32f     = {0x434D415E, QmfTransform::dctForward, 32,  640, 0,     false};
 // clang-format on
 
+// The ring has ten slots of twice as many values as there are sub-bands.
 constexpr Qor32s bandsOf(const QmfBank32f& bank) { return bank.ringLen / 20; }
 
 QorStatus filterSplit(const QmfBank32f& bank, const Qor32f* const* ppSrcRe,

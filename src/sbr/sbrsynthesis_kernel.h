@@ -133,6 +133,8 @@ template <int bands>
 QORAC_INLINE void synthesiseReal(const Qor32f* pRow, Qor32f* pSlot, const QorsDCTFwdSpec_32f* pDct,
                                  Qor8u* pBuffer) {
     constexpr int half = bands / 2, last = vectors(bands) - 1;
+    // From the orthonormal DCT to 1/32 of the plain sum: sqrt(bands / 2) / 32, and for element 0,
+    // whose norm is another, sqrt(2) more.
     constexpr Qor32f scale = bands == 64 ? 0.17677669f : 0.125f;
     alignas(64) Qor32f y[bands];
     qorsDCTFwd_32f(pRow, y, pDct, pBuffer);
