@@ -19,6 +19,9 @@ namespace {
 enum class Method { small, pow2, fft, direct, chirp };
 
 constexpr int kAlignment = 32;
+constexpr Qor32s kHeaderSize = 152;        // a spec without tables, with its alignment slack
+constexpr Qor32s kTabledHeaderSize = 160;  // a spec's share beside its tables
+static_assert(sizeof(QorsDCTSpec_32f) + kAlignment <= kHeaderSize);
 constexpr Qor32s kMaxSmallLen = 8, kMaxPow2Len = 32, kMaxDirectLen = 100;
 
 constexpr Method methodOf(Qor32s len) {
@@ -470,7 +473,7 @@ QorStatus getSizes(Qor32s len, Sizes* pSizes) {
     Qor64s tables = 0, work = 0;
     switch (methodOf(len)) {
         case Method::small:
-            *pSizes = {152, 0, 0};
+            *pSizes = {kHeaderSize, 0, 0};
             return qorStsNoErr;
         case Method::pow2:
             tables = roundUp32(4 * len);
@@ -495,9 +498,10 @@ QorStatus getSizes(Qor32s len, Sizes* pSizes) {
             break;
     }
     if (status != qorStsNoErr) return status;
-    const Qor64s specSize = fft.spec + tables + 160, bufSize = fft.buffer + work + 32;
+    const Qor64s specSize = fft.spec + tables + kTabledHeaderSize;
+    const Qor64s bufSize = fft.buffer + work + kAlignment;
     if (specSize > kMax32s || bufSize > kMax32s) return qorStsSizeErr;
-    *pSizes = {Qor32s(specSize), fft.init > 0 ? fft.init + 32 : 0, Qor32s(bufSize)};
+    *pSizes = {Qor32s(specSize), fft.init > 0 ? fft.init + kAlignment : 0, Qor32s(bufSize)};
     return qorStsNoErr;
 }
 

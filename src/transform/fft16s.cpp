@@ -17,6 +17,11 @@ constexpr int kMaxOrder = 30;
 constexpr int kMaxIntegerOrder = 3;
 constexpr int kRoundToNearest = 1;
 
+constexpr int kAlignment = 32;
+constexpr Qor32s kHeaderSize = 104;        // a spec without tables, with its alignment slack
+constexpr Qor32s kTabledHeaderSize = 128;  // a spec's share beside its tables
+static_assert(sizeof(QorsFFTSpec_C_16sc) + kAlignment <= kHeaderSize);
+
 constexpr bool usesFloat(Qor32s order, Qor32s hint) {
     return order > 0 && (order > kMaxIntegerOrder || outside(hint, 0, 1));
 }
@@ -182,7 +187,7 @@ QorStatus qorsFFTGetSize_C_16sc(Qor32s order, Qor32s flag, Qor32s hint, Qor32s* 
     if (!normalisation(flag, order, &norm)) return qorStsFftFlagErr;
     Qor32s specSize, initSize, bufSize;
     if (order == 0) {
-        *pSpecSize = 104;
+        *pSpecSize = kHeaderSize;
         *pInitSize = 0;
         *pBufSize = 0;
         return qorStsNoErr;
@@ -193,14 +198,15 @@ QorStatus qorsFFTGetSize_C_16sc(Qor32s order, Qor32s flag, Qor32s hint, Qor32s* 
         if (status != qorStsNoErr) return status;
         bufSize += wideBytes(order);
     } else {
+        // The swap list of n/4 + 1 entries, and room for n complex numbers that nothing uses.
         const Qor32s n = 1 << order;
         specSize = roundUp32(8 * n) + roundUp32(n + 4);
         initSize = roundUp32(n / 2 + 2);
         bufSize = wideBytes(order);
     }
-    *pSpecSize = specSize + 128;
-    *pInitSize = initSize + 32;
-    *pBufSize = bufSize + 32;
+    *pSpecSize = specSize + kTabledHeaderSize;
+    *pInitSize = initSize + kAlignment;
+    *pBufSize = bufSize + kAlignment;
     return qorStsNoErr;
 }
 
@@ -209,8 +215,8 @@ QorStatus qorsFFTInit_C_16sc(QorsFFTSpec_C_16sc** ppSpec, Qor32s order, Qor32s f
     if (!ppSpec) return qorStsNullPtrErr;
     if (outside(order, 0, kMaxOrder)) return qorStsFftOrderErr;
     if (!pMemSpec) return qorStsNullPtrErr;
-    auto* const spec = reinterpret_cast<QorsFFTSpec_C_16sc*>(alignUp<32>(pMemSpec));
-    Qor8u* const tables = alignUp<32>(reinterpret_cast<Qor8u*>(spec + 1));
+    auto* const spec = reinterpret_cast<QorsFFTSpec_C_16sc*>(alignUp<kAlignment>(pMemSpec));
+    Qor8u* const tables = alignUp<kAlignment>(reinterpret_cast<Qor8u*>(spec + 1));
     Normalisation norm;
     *spec = {};
     if (!normalisation(flag, order, &norm)) return qorStsFftFlagErr;
@@ -276,7 +282,7 @@ QorStatus qorsFFTFree_C_16sc(QorsFFTSpec_C_16sc* pSpec) {
 QorStatus qorsFFTGetBufSize_C_16sc(const QorsFFTSpec_C_16sc* pSpec, Qor32s* pSize) {
     if (anyNull(pSpec, pSize)) return qorStsNullPtrErr;
     if (pSpec->id != kFftId_C_16sc) return qorStsContextMatchErr;
-    *pSize = pSpec->workSize < 1 ? 0 : pSpec->workSize + 32;
+    *pSize = pSpec->workSize < 1 ? 0 : pSpec->workSize + kAlignment;
     return qorStsNoErr;
 }
 
@@ -291,7 +297,7 @@ QorStatus qorsFFTFwd_CToC_16sc_Sfs(const Qor16sc* pSrc, Qor16sc* pDst,
         qors_cnvrt_32s16s(x, reinterpret_cast<Qor16s*>(pDst), 2, scaleFactor);
         return qorStsNoErr;
     }
-    Qor8u* const work = pBuffer ? alignUp<32>(pBuffer) : qorsMalloc_8u(pSpec->workSize);
+    Qor8u* const work = pBuffer ? alignUp<kAlignment>(pBuffer) : qorsMalloc_8u(pSpec->workSize);
     if (!work) return qorStsMemAllocErr;
     QorStatus status = qorStsNoErr;
     if (pSpec->useFloat)

@@ -56,6 +56,8 @@ namespace {
 
 constexpr Qor32s kForwardId = 55, kInverseId = 56;
 constexpr int kAlignment = 32;
+constexpr Qor32s kHeaderSize = 104;  // the record, with the slack to align it and the twiddles
+static_assert(sizeof(MdctSpec) + 2 * kAlignment <= kHeaderSize);
 
 constexpr bool isLayer3Length(Qor32s len) { return len == 12 || len == 36; }
 constexpr bool isMdctLength(Qor32s len) { return isLayer3Length(len) || isMdctPowerOfTwo(len); }
@@ -239,15 +241,16 @@ struct Sizes {
 };
 
 QorStatus getSizes(Qor32s len, Sizes* pSizes) {
+    const Qor32s specSize = len / 2 * 4 + kHeaderSize, bufSize = len * 4 + 2 * kAlignment;
     if (isLayer3Length(len)) {
-        *pSizes = {len / 2 * 4 + 104, 0, len * 4 + 64};
+        *pSizes = {specSize, 0, bufSize};
         return qorStsNoErr;
     }
     Sizes fft;
     const QorStatus status = qorsFFTGetSize_C_32fc(mdctFftOrder(len), qorFftNormNone, 0, &fft.spec,
                                                    &fft.init, &fft.buffer);
     if (status != qorStsNoErr) return status;
-    *pSizes = {len / 2 * 4 + fft.spec + 136, fft.init, len * 4 + fft.buffer + 96};
+    *pSizes = {specSize + fft.spec + kAlignment, fft.init, bufSize + fft.buffer + kAlignment};
     return qorStsNoErr;
 }
 

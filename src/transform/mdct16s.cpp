@@ -43,6 +43,8 @@ namespace {
 
 constexpr Qor32s kId = 57;
 constexpr int kAlignment = 32;
+constexpr Qor32s kHeaderSize = 136;  // the record, and the slack to align each part of a spec
+static_assert(sizeof(QorsMDCTFwdSpec_16s) + 3 * kAlignment <= kHeaderSize);
 constexpr Qor32s kFftHint = 0;
 
 // --- block shift ------------------------------------------------------------------------------
@@ -107,8 +109,8 @@ QorStatus getSizes(Qor32s len, Sizes* pSizes) {
     const QorStatus status = qorsFFTGetSize_C_16sc(mdctFftOrder(len), qorFftNormNone, kFftHint,
                                                    &fft.spec, &fft.init, &fft.buffer);
     if (status != qorStsNoErr) return status;
-    *pSizes = {len / 2 * 2 + 136 + fft.spec, fft.init,
-               len / 4 * 4 + std::max(len * 4, fft.buffer) + 32};
+    *pSizes = {len / 2 * 2 + kHeaderSize + fft.spec, fft.init,
+               len / 4 * 4 + std::max(len * 4, fft.buffer) + kAlignment};
     return qorStsNoErr;
 }
 
