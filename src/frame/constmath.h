@@ -9,8 +9,6 @@
 #include <array>
 #include <cstddef>
 
-#include "qorac.h"
-
 namespace qorac::constmath {
 
 constexpr long double kPi = 3.14159265358979323846264338327950288L;

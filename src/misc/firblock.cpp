@@ -1,9 +1,6 @@
 // A FIR filter along time over whole blocks of 32-bit floats: each position of a block is filtered
 // for itself over the last blocks, all with the same taps.
-#include <algorithm>
-
 #include "frame/dispatch.h"
-#include "frame/fixed.h"
 #include "frame/memory.h"
 #include "frame/status.h"
 #include "frame/vectorkernels.h"

@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstring>
 
-#include "frame/fixed.h"
 #include "frame/memory.h"
 #include "frame/status.h"
 #include "qorac.h"

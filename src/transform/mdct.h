@@ -6,7 +6,6 @@
 
 #include <bit>
 
-#include "frame/fixed.h"
 #include "qorac.h"
 
 namespace qorac {

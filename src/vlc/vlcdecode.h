@@ -8,7 +8,6 @@
 // level consumes, and the two values of the pair stand above.
 #pragma once
 
-#include "frame/bitcursor.h"
 #include "frame/dispatch.h"
 #include "frame/fixed.h"
 #include "frame/status.h"
