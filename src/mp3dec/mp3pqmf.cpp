@@ -105,7 +105,7 @@ namespace qorac {
 
 QORAC_BIND(void, analyse, (const Qor32f* pRing, Qor32s position, Qor32f* pDst),
            (pRing, position, pDst))
-QORAC_BIND(void, synthesise, (const Qor32f* pRing, Qor32s position, Qor32f* pDst),
+QORAC_BIND(void, synthesize, (const Qor32f* pRing, Qor32s position, Qor32f* pDst),
            (pRing, position, pDst))
 QORAC_BIND(void, _sDCTFwd32_MP3_32f, (const Qor32f* pSrc, Qor32f* pRing, Qor32s position),
            (pSrc, pRing, position))
@@ -220,7 +220,7 @@ QorStatus qorsSynthesisFilter_PQMF_MP3_32f(const Qor32f* pSrcSubbands, Qor32f* p
 
     Qor32f samples[kBands + 1];
     _sDCTFwd32_MP3_32f(pSrcSubbands, spec->pRing, spec->position);
-    synthesise(spec->pRing, spec->position, samples);
+    synthesize(spec->pRing, spec->position, samples);
     for (int j = 0; j < kBands; ++j) pDstAudio[j * mode] = samples[j];
     advance(spec);
     return qorStsNoErr;

@@ -120,7 +120,7 @@ static void _sDCTFwd32_MP3_32f(const Qor32f* pSrc, Qor32f* pRing, Qor32s positio
 // Output j takes the V(j) of every second slot from the newest on and the V(32 + j) of the others.
 // By the symmetries of V and D output 32 - j is made of the same values c(16 + j) and c(16 - j) and
 // the same taps, and the slots are met in pairs from both ends. pDst[32] is left without meaning.
-static void synthesise(const Qor32f* pRing, Qor32s position, Qor32f* pDst) {
+static void synthesize(const Qor32f* pRing, Qor32s position, Qor32f* pDst) {
     const auto slot = [&](int age) { return pRing + kBands * ((position + age) % kPositions); };
     Qor32f centre = 0;
     for (int a = 0; a < kTaps; ++a) centre -= dTableW7.centre[a] * slot(2 * a + 1)[0];

@@ -58,16 +58,16 @@ constexpr Rotations<64> _tExSynthesisDown_HQ_64([](int n) { return cosPi(4 * n -
 
 namespace qorac {
 
-QORAC_BIND(void, qmfSynthesiseSplit,
+QORAC_BIND(void, qmfSynthesizeSplit,
            (const Qor32f* const* ppSrcRe, const Qor32f* const* ppSrcIm, Qor32f* pDst,
             const Qor32f* pWindow, Qor32s numLoop, Qor32s bands, QorsFilterSpec_SBR_32f* pSpec,
             Qor8u* pBuffer),
            (ppSrcRe, ppSrcIm, pDst, pWindow, numLoop, bands, pSpec, pBuffer))
-QORAC_BIND(void, qmfSynthesiseComplex,
+QORAC_BIND(void, qmfSynthesizeComplex,
            (const Qor32fc* const* ppSrc, Qor32f* pDst, const Qor32f* pWindow, Qor32s numLoop,
             Qor32s bands, QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer),
            (ppSrc, pDst, pWindow, numLoop, bands, pSpec, pBuffer))
-QORAC_BIND(void, qmfSynthesiseReal,
+QORAC_BIND(void, qmfSynthesizeReal,
            (const Qor32f* const* ppSrc, Qor32f* pDst, const Qor32f* pWindow, Qor32s numLoop,
             Qor32s bands, QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer),
            (ppSrc, pDst, pWindow, numLoop, bands, pSpec, pBuffer))
@@ -92,7 +92,7 @@ QorStatus filterSplit(const QmfBank32f& bank, const Qor32f* const* ppSrcRe,
                       Qor32s numLoop, QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer) {
     const QorStatus status = checkQmf(bank, pSpec, pWindow, pBuffer, 0, ppSrcRe, ppSrcIm, pDst);
     if (status != qorStsNoErr || numLoop < 1) return status;
-    qmfSynthesiseSplit(ppSrcRe, ppSrcIm, pDst, pWindow, numLoop, bandsOf(bank), pSpec, pBuffer);
+    qmfSynthesizeSplit(ppSrcRe, ppSrcIm, pDst, pWindow, numLoop, bandsOf(bank), pSpec, pBuffer);
     return qorStsNoErr;
 }
 
@@ -101,7 +101,7 @@ QorStatus filterComplex(const QmfBank32f& bank, const Qor32fc* const* ppSrc, Qor
                         Qor8u* pBuffer) {
     const QorStatus status = checkQmf(bank, pSpec, pWindow, pBuffer, 0, ppSrc, pDst);
     if (status != qorStsNoErr || numLoop < 1) return status;
-    qmfSynthesiseComplex(ppSrc, pDst, pWindow, numLoop, bandsOf(bank), pSpec, pBuffer);
+    qmfSynthesizeComplex(ppSrc, pDst, pWindow, numLoop, bandsOf(bank), pSpec, pBuffer);
     return qorStsNoErr;
 }
 
@@ -110,7 +110,7 @@ QorStatus filterReal(const QmfBank32f& bank, const Qor32f* const* ppSrc, Qor32f*
                      Qor8u* pBuffer) {
     const QorStatus status = checkQmf(bank, pSpec, pWindow, pBuffer, 0, ppSrc, pDst);
     if (status != qorStsNoErr || numLoop < 1) return status;
-    qmfSynthesiseReal(ppSrc, pDst, pWindow, numLoop, bandsOf(bank), pSpec, pBuffer);
+    qmfSynthesizeReal(ppSrc, pDst, pWindow, numLoop, bandsOf(bank), pSpec, pBuffer);
     return qorStsNoErr;
 }
 

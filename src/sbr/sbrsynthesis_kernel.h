@@ -59,7 +59,7 @@ QORAC_INLINE V turned(V pairs, V swapped, V cosine, V sine) {
 // The first gives the part of the sum that is even about the middle of the slot, the second the odd
 // part, with every second sign changed.
 template <typename Rows>
-QORAC_INLINE void synthesise(Rows rows, Qor32s slot, Qor32f* pSlot, const QorsFFTSpec_C_32fc* pFft,
+QORAC_INLINE void synthesize(Rows rows, Qor32s slot, Qor32f* pSlot, const QorsFFTSpec_C_32fc* pFft,
                              Qor8u* pBuffer) {
     constexpr int count = vectors(64);
     alignas(64) Qor32f even[64], odd[64];
@@ -99,7 +99,7 @@ QORAC_INLINE void synthesise(Rows rows, Qor32s slot, Qor32f* pSlot, const QorsFF
 // The 32 sub-bands, turned and followed by zeros, are the spectrum of 64 complex values, of which
 // the real parts are kept.
 template <typename Rows>
-QORAC_INLINE void synthesiseDown(Rows rows, Qor32s slot, Qor32f* pSlot,
+QORAC_INLINE void synthesizeDown(Rows rows, Qor32s slot, Qor32f* pSlot,
                                  const QorsFFTSpec_C_32fc* pFft, Qor8u* pBuffer) {
     alignas(64) Qor32fc z[64];
     auto* const values = reinterpret_cast<Qor32f*>(z);
@@ -130,7 +130,7 @@ QORAC_INLINE void synthesiseDown(Rows rows, Qor32s slot, Qor32f* pSlot,
 // their continuation by its symmetries: even about that place, odd about the middle of the second
 // half.
 template <int bands>
-QORAC_INLINE void synthesiseReal(const Qor32f* pRow, Qor32f* pSlot, const QorsDCTFwdSpec_32f* pDct,
+QORAC_INLINE void synthesizeReal(const Qor32f* pRow, Qor32f* pSlot, const QorsDCTFwdSpec_32f* pDct,
                                  Qor8u* pBuffer) {
     constexpr int half = bands / 2, last = vectors(bands) - 1;
     // From the orthonormal DCT to 1/32 of the plain sum: sqrt(bands / 2) / 32, and for element 0,
@@ -175,7 +175,7 @@ QORAC_INLINE void windowed(const Qor32f* pWindow, Place place, V* sum) {
 
 // transform(l, p) makes the values of slot l at p.
 template <int bands, typename Transform>
-QORAC_INLINE void synthesiseRun(Qor32f* pDst, const Qor32f* pWindow, Qor32s numLoop,
+QORAC_INLINE void synthesizeRun(Qor32f* pDst, const Qor32f* pWindow, Qor32s numLoop,
                                 QorsFilterSpec_SBR_32f& bank, Transform transform) {
     constexpr Qor32s slotLen = 2 * bands, ringLen = 10 * slotLen;
     for (Qor32s l = 0; l < numLoop; ++l, pDst += bands) {
@@ -194,51 +194,51 @@ QORAC_INLINE void synthesiseRun(Qor32f* pDst, const Qor32f* pWindow, Qor32s numL
 }
 
 template <typename Rows>
-QORAC_INLINE void synthesiseComplex(Rows rows, Qor32f* pDst, const Qor32f* pWindow, Qor32s numLoop,
+QORAC_INLINE void synthesizeComplex(Rows rows, Qor32f* pDst, const Qor32f* pWindow, Qor32s numLoop,
                                     Qor32s bands, QorsFilterSpec_SBR_32f& bank, Qor8u* pBuffer) {
     const auto* const fft = static_cast<const QorsFFTSpec_C_32fc*>(bank.pTransformSpec);
     if (bands == 64) {
-        synthesiseRun<64>(pDst, pWindow, numLoop, bank, [&](Qor32s l, Qor32f* p) QORAC_INLINE_BODY {
-            synthesise(rows, l, p, fft, pBuffer);
+        synthesizeRun<64>(pDst, pWindow, numLoop, bank, [&](Qor32s l, Qor32f* p) QORAC_INLINE_BODY {
+            synthesize(rows, l, p, fft, pBuffer);
         });
     } else {
-        synthesiseRun<32>(pDst, pWindow, numLoop, bank, [&](Qor32s l, Qor32f* p) QORAC_INLINE_BODY {
-            synthesiseDown(rows, l, p, fft, pBuffer);
+        synthesizeRun<32>(pDst, pWindow, numLoop, bank, [&](Qor32s l, Qor32f* p) QORAC_INLINE_BODY {
+            synthesizeDown(rows, l, p, fft, pBuffer);
         });
     }
 }
 
 template <int bands>
-QORAC_INLINE void synthesiseReal(const Qor32f* const* ppSrc, Qor32f* pDst, const Qor32f* pWindow,
+QORAC_INLINE void synthesizeReal(const Qor32f* const* ppSrc, Qor32f* pDst, const Qor32f* pWindow,
                                  Qor32s numLoop, QorsFilterSpec_SBR_32f& bank, Qor8u* pBuffer) {
     const auto* const dct = static_cast<const QorsDCTFwdSpec_32f*>(bank.pTransformSpec);
-    synthesiseRun<bands>(pDst, pWindow, numLoop, bank, [&](Qor32s l, Qor32f* p) QORAC_INLINE_BODY {
-        synthesiseReal<bands>(ppSrc[l], p, dct, pBuffer);
+    synthesizeRun<bands>(pDst, pWindow, numLoop, bank, [&](Qor32s l, Qor32f* p) QORAC_INLINE_BODY {
+        synthesizeReal<bands>(ppSrc[l], p, dct, pBuffer);
     });
 }
 
 }  // namespace qmfsynthesis
 
-static void qmfSynthesiseSplit(const Qor32f* const* ppSrcRe, const Qor32f* const* ppSrcIm,
+static void qmfSynthesizeSplit(const Qor32f* const* ppSrcRe, const Qor32f* const* ppSrcIm,
                                Qor32f* pDst, const Qor32f* pWindow, Qor32s numLoop, Qor32s bands,
                                QorsFilterSpec_SBR_32f* pSpec, Qor8u* pBuffer) {
-    qmfsynthesis::synthesiseComplex(qmfsynthesis::SplitRows{ppSrcRe, ppSrcIm}, pDst, pWindow,
+    qmfsynthesis::synthesizeComplex(qmfsynthesis::SplitRows{ppSrcRe, ppSrcIm}, pDst, pWindow,
                                     numLoop, bands, *pSpec, pBuffer);
 }
 
-static void qmfSynthesiseComplex(const Qor32fc* const* ppSrc, Qor32f* pDst, const Qor32f* pWindow,
+static void qmfSynthesizeComplex(const Qor32fc* const* ppSrc, Qor32f* pDst, const Qor32f* pWindow,
                                  Qor32s numLoop, Qor32s bands, QorsFilterSpec_SBR_32f* pSpec,
                                  Qor8u* pBuffer) {
-    qmfsynthesis::synthesiseComplex(qmfsynthesis::ComplexRows{ppSrc}, pDst, pWindow, numLoop, bands,
+    qmfsynthesis::synthesizeComplex(qmfsynthesis::ComplexRows{ppSrc}, pDst, pWindow, numLoop, bands,
                                     *pSpec, pBuffer);
 }
 
-static void qmfSynthesiseReal(const Qor32f* const* ppSrc, Qor32f* pDst, const Qor32f* pWindow,
+static void qmfSynthesizeReal(const Qor32f* const* ppSrc, Qor32f* pDst, const Qor32f* pWindow,
                               Qor32s numLoop, Qor32s bands, QorsFilterSpec_SBR_32f* pSpec,
                               Qor8u* pBuffer) {
     if (bands == 64) {
-        qmfsynthesis::synthesiseReal<64>(ppSrc, pDst, pWindow, numLoop, *pSpec, pBuffer);
+        qmfsynthesis::synthesizeReal<64>(ppSrc, pDst, pWindow, numLoop, *pSpec, pBuffer);
     } else {
-        qmfsynthesis::synthesiseReal<32>(ppSrc, pDst, pWindow, numLoop, *pSpec, pBuffer);
+        qmfsynthesis::synthesizeReal<32>(ppSrc, pDst, pWindow, numLoop, *pSpec, pBuffer);
     }
 }

@@ -151,14 +151,14 @@ struct AnalysisToReal {
 };
 
 template <auto filterFunction>
-QorStatus synthesiseSplit(const SplitSubbands* src, Qor32f* dst, const Qor32f* window,
+QorStatus synthesizeSplit(const SplitSubbands* src, Qor32f* dst, const Qor32f* window,
                           Qor32s numLoop, QorsFilterSpec_SBR_32f* spec, Qor8u* buffer) {
     return filterFunction(src ? src->re.constPointers() : nullptr,
                           src ? src->im.constPointers() : nullptr, dst, window, numLoop, spec,
                           buffer);
 }
 template <auto filterFunction, typename Data>
-QorStatus synthesise(const Data* src, Qor32f* dst, const Qor32f* window, Qor32s numLoop,
+QorStatus synthesize(const Data* src, Qor32f* dst, const Qor32f* window, Qor32s numLoop,
                      QorsFilterSpec_SBR_32f* spec, Qor8u* buffer) {
     return filterFunction(src ? src->row.constPointers() : nullptr, dst, window, numLoop, spec,
                           buffer);
@@ -173,7 +173,7 @@ struct SynthesisOfSplit {
     static constexpr bool real = false, scratchFirst = true;
     static constexpr auto getSize = qorsSynthesisFilterGetSize_SBR_CToR_32f;
     static constexpr auto init = qorsSynthesisFilterInit_SBR_CToR_32f;
-    static constexpr auto filter = synthesiseSplit<qorsSynthesisFilter_SBR_CToR_32f_D2L>;
+    static constexpr auto filter = synthesizeSplit<qorsSynthesisFilter_SBR_CToR_32f_D2L>;
 };
 struct SynthesisOfComplex {
     using Data = ComplexSubbands;
@@ -185,7 +185,7 @@ struct SynthesisOfComplex {
     static constexpr auto getSize = qorsSynthesisFilterGetSize_SBR_CToR_32fc32f;
     static constexpr auto init = qorsSynthesisFilterInit_SBR_CToR_32fc32f;
     static constexpr auto filter =
-        synthesise<qorsSynthesisFilter_SBR_CToR_32fc32f_D2L, ComplexSubbands>;
+        synthesize<qorsSynthesisFilter_SBR_CToR_32fc32f_D2L, ComplexSubbands>;
 };
 struct SynthesisOfReal {
     using Data = RealSubbands;
@@ -196,7 +196,7 @@ struct SynthesisOfReal {
     static constexpr bool real = true, scratchFirst = false;
     static constexpr auto getSize = qorsSynthesisFilterGetSize_SBR_RToR_32f;
     static constexpr auto init = qorsSynthesisFilterInit_SBR_RToR_32f;
-    static constexpr auto filter = synthesise<qorsSynthesisFilter_SBR_RToR_32f_D2L, RealSubbands>;
+    static constexpr auto filter = synthesize<qorsSynthesisFilter_SBR_RToR_32f_D2L, RealSubbands>;
 };
 struct DownSynthesisOfSplit {
     using Data = SplitSubbands;
@@ -207,7 +207,7 @@ struct DownSynthesisOfSplit {
     static constexpr bool real = false, scratchFirst = true;
     static constexpr auto getSize = qorsSynthesisDownFilterGetSize_SBR_CToR_32f;
     static constexpr auto init = qorsSynthesisDownFilterInit_SBR_CToR_32f;
-    static constexpr auto filter = synthesiseSplit<qorsSynthesisDownFilter_SBR_CToR_32f_D2L>;
+    static constexpr auto filter = synthesizeSplit<qorsSynthesisDownFilter_SBR_CToR_32f_D2L>;
 };
 struct DownSynthesisOfComplex {
     using Data = ComplexSubbands;
@@ -219,7 +219,7 @@ struct DownSynthesisOfComplex {
     static constexpr auto getSize = qorsSynthesisDownFilterGetSize_SBR_CToR_32fc32f;
     static constexpr auto init = qorsSynthesisDownFilterInit_SBR_CToR_32fc32f;
     static constexpr auto filter =
-        synthesise<qorsSynthesisDownFilter_SBR_CToR_32fc32f_D2L, ComplexSubbands>;
+        synthesize<qorsSynthesisDownFilter_SBR_CToR_32fc32f_D2L, ComplexSubbands>;
 };
 struct DownSynthesisOfReal {
     using Data = RealSubbands;
@@ -231,7 +231,7 @@ struct DownSynthesisOfReal {
     static constexpr auto getSize = qorsSynthesisDownFilterGetSize_SBR_RToR_32f;
     static constexpr auto init = qorsSynthesisDownFilterInit_SBR_RToR_32f;
     static constexpr auto filter =
-        synthesise<qorsSynthesisDownFilter_SBR_RToR_32f_D2L, RealSubbands>;
+        synthesize<qorsSynthesisDownFilter_SBR_RToR_32f_D2L, RealSubbands>;
 };
 
 // --- a bank ------------------------------------------------------------------------------------

@@ -48,7 +48,7 @@ struct RowsOf : Form::Data {
 
 // The samples of a run of calls of `step` slots each.
 template <typename Form>
-std::vector<float> synthesised(std::span<const Subbands> slots, const std::vector<float>& window,
+std::vector<float> synthesized(std::span<const Subbands> slots, const std::vector<float>& window,
                                int step = 1) {
     FloatBank<Form> bank;
     const int count = int(slots.size());
@@ -86,7 +86,7 @@ TYPED_TEST(SbrSynthesis, MatchesTheSums) {
     // With any coefficients each of the window counts as much as the others.
     for (const auto& window : {test::standardWindow(TypeParam::bands),
                                test::Random(2).reals<float>(10 * TypeParam::bands, -1, 1)}) {
-        const auto result = synthesised<TypeParam>(slots, window, 7);
+        const auto result = synthesized<TypeParam>(slots, window, 7);
         const auto expected = exactly<TypeParam>(slots, window);
         double error = 0;
         for (std::size_t i = 0; i < expected.size(); ++i)
@@ -106,7 +106,7 @@ TYPED_TEST(SbrSynthesis, EachSubbandMakesEachValue) {
             for (const std::complex<double> value : {std::complex<double>(1), {0, 1}}) {
                 std::vector<Subbands> slots(2, Subbands(bands));
                 slots[0][std::size_t(k)] = TypeParam::real ? value.real() : value;
-                const auto result = synthesised<TypeParam>(slots, window, 2);
+                const auto result = synthesized<TypeParam>(slots, window, 2);
                 const auto expected = exactly<TypeParam>(slots, window);
                 for (std::size_t i = 0; i < expected.size(); ++i)
                     ASSERT_NEAR(result[i], expected[i], 1e-7) << tap << " " << k << " " << i;
@@ -118,14 +118,14 @@ TYPED_TEST(SbrSynthesis, EachSubbandMakesEachValue) {
 TYPED_TEST(SbrSynthesis, ARunOfSlotsEqualsSingleCalls) {
     const auto slots = noise<TypeParam>(23);
     const auto window = test::standardWindow(TypeParam::bands);
-    const auto single = synthesised<TypeParam>(slots, window, 1);
+    const auto single = synthesized<TypeParam>(slots, window, 1);
     for (const int step : {2, 10, 23})
-        EXPECT_EQ(synthesised<TypeParam>(slots, window, step), single) << step;
+        EXPECT_EQ(synthesized<TypeParam>(slots, window, step), single) << step;
 }
 
 TYPED_TEST(SbrSynthesis, StartsSilent) {
     const std::vector<Subbands> slots(12, Subbands(TypeParam::bands));
-    EXPECT_THAT(synthesised<TypeParam>(slots, test::standardWindow(TypeParam::bands)), Each(0.0f));
+    EXPECT_THAT(synthesized<TypeParam>(slots, test::standardWindow(TypeParam::bands)), Each(0.0f));
 }
 
 // Each slot writes its own values, and the slots on both sides keep theirs.
@@ -170,7 +170,7 @@ TEST(SbrRealSynthesis, MiddleOfTheSecondHalfIsZero) {
 TYPED_TEST(SbrSynthesis, GivesTheSameAtAnyAddress) {
     const auto slots = noise<TypeParam>(10);
     const auto window = test::standardWindow(TypeParam::bands);
-    const auto expected = synthesised<TypeParam>(slots, window);
+    const auto expected = synthesized<TypeParam>(slots, window);
     for (std::size_t shift = 0; shift < 16; ++shift) {
         FloatBank<TypeParam> bank(shift, false);
         Guarded<float> samples(expected.size() + shift), coefficients(window.size() + shift, false);
@@ -243,7 +243,7 @@ void checkChain(const std::vector<float>& analysisWindow, const std::vector<floa
             exactAnalysis.slot(std::span(samples).subspan(std::size_t(32 * l), 32)));
         exactSubbands.back().resize(Synthesis::bands);
     }
-    const auto output = synthesised<Synthesis>(subbands, window, slots);
+    const auto output = synthesized<Synthesis>(subbands, window, slots);
 
     const auto exact = exactly<Synthesis>(exactSubbands, window);
     EXPECT_GT(signalToNoise(exact, output), 125);
