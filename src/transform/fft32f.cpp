@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "frame/dispatch.h"
 #include "frame/memory.h"
 #include "frame/status.h"
 #include "transform/fft32fkernels.h"
@@ -289,6 +290,28 @@ void inverseReal(const QorsFFTSpec_32f& spec, const Qor32f* pSrc, Qor32f* pDst, 
             reinterpret_cast<Qor32fc*>(pDst), pScratch);
 }
 
+void forwardComplex(const QorsFFTSpec_32f& spec, const Qor32fc* pSrc, Qor32fc* pDst,
+                    Qor8u* pScratch) {
+    forward(spec, spec.order, pSrc, pDst, pScratch);
+}
+void inverseComplex(const QorsFFTSpec_32f& spec, const Qor32fc* pSrc, Qor32fc* pDst,
+                    Qor8u* pScratch) {
+    inverse(spec, spec.order, pSrc, pDst, pScratch);
+}
+
+// The checks of a transform and its scratch, then the transform.
+template <auto run, typename... Data>
+QORAC_INLINE QorStatus checkAndRun(Qor32s id, const QorsFFTSpec_32f* pSpec, Qor8u* pBuffer,
+                                   Data*... data) {
+    if (pSpec == nullptr) return qorStsNullPtrErr;
+    if (pSpec->id != id) return qorStsContextMatchErr;
+    if (anyNull(data...)) return qorStsNullPtrErr;
+    const Scratch scratch(pBuffer, pSpec->workSize);
+    if (scratch.failed()) return qorStsMemAllocErr;
+    run(*pSpec, data..., scratch.data());
+    return qorStsNoErr;
+}
+
 }  // namespace
 
 // --- the interface ------------------------------------------------------------------------------
@@ -372,57 +395,27 @@ QorStatus qorsFFTGetBufSize_R_32f(const QorsFFTSpec_R_32f* pSpec, Qor32s* pSize)
 
 QorStatus qorsFFTFwd_CToC_32fc(const Qor32fc* pSrc, Qor32fc* pDst, const QorsFFTSpec_C_32fc* pSpec,
                                Qor8u* pBuffer) {
-    if (pSpec == nullptr) return qorStsNullPtrErr;
-    if (pSpec->id != kFftId_C_32fc) return qorStsContextMatchErr;
-    if (anyNull(pSrc, pDst)) return qorStsNullPtrErr;
-    const Scratch scratch(pBuffer, pSpec->workSize);
-    if (scratch.failed()) return qorStsMemAllocErr;
-    forward(*pSpec, pSpec->order, pSrc, pDst, scratch.data());
-    return qorStsNoErr;
+    return checkAndRun<forwardComplex>(kFftId_C_32fc, pSpec, pBuffer, pSrc, pDst);
 }
 
 QorStatus qorsFFTInv_CToC_32fc(const Qor32fc* pSrc, Qor32fc* pDst, const QorsFFTSpec_C_32fc* pSpec,
                                Qor8u* pBuffer) {
-    if (pSpec == nullptr) return qorStsNullPtrErr;
-    if (pSpec->id != kFftId_C_32fc) return qorStsContextMatchErr;
-    if (anyNull(pSrc, pDst)) return qorStsNullPtrErr;
-    const Scratch scratch(pBuffer, pSpec->workSize);
-    if (scratch.failed()) return qorStsMemAllocErr;
-    inverse(*pSpec, pSpec->order, pSrc, pDst, scratch.data());
-    return qorStsNoErr;
+    return checkAndRun<inverseComplex>(kFftId_C_32fc, pSpec, pBuffer, pSrc, pDst);
 }
 
 QorStatus qorsFFTFwd_CToC_32f(const Qor32f* pSrcRe, const Qor32f* pSrcIm, Qor32f* pDstRe,
                               Qor32f* pDstIm, const QorsFFTSpec_C_32f* pSpec, Qor8u* pBuffer) {
-    if (pSpec == nullptr) return qorStsNullPtrErr;
-    if (pSpec->id != kFftId_C_32f) return qorStsContextMatchErr;
-    if (anyNull(pSrcRe, pSrcIm, pDstRe, pDstIm)) return qorStsNullPtrErr;
-    const Scratch scratch(pBuffer, pSpec->workSize);
-    if (scratch.failed()) return qorStsMemAllocErr;
-    forwardSplit(*pSpec, pSrcRe, pSrcIm, pDstRe, pDstIm, scratch.data());
-    return qorStsNoErr;
+    return checkAndRun<forwardSplit>(kFftId_C_32f, pSpec, pBuffer, pSrcRe, pSrcIm, pDstRe, pDstIm);
 }
 
 QorStatus qorsFFTFwd_RToPerm_32f(const Qor32f* pSrc, Qor32f* pDst, const QorsFFTSpec_R_32f* pSpec,
                                  Qor8u* pBuffer) {
-    if (pSpec == nullptr) return qorStsNullPtrErr;
-    if (pSpec->id != kFftId_R_32f) return qorStsContextMatchErr;
-    if (anyNull(pSrc, pDst)) return qorStsNullPtrErr;
-    const Scratch scratch(pBuffer, pSpec->workSize);
-    if (scratch.failed()) return qorStsMemAllocErr;
-    forwardReal(*pSpec, pSrc, pDst, scratch.data());
-    return qorStsNoErr;
+    return checkAndRun<forwardReal>(kFftId_R_32f, pSpec, pBuffer, pSrc, pDst);
 }
 
 QorStatus qorsFFTInv_PermToR_32f(const Qor32f* pSrc, Qor32f* pDst, const QorsFFTSpec_R_32f* pSpec,
                                  Qor8u* pBuffer) {
-    if (pSpec == nullptr) return qorStsNullPtrErr;
-    if (pSpec->id != kFftId_R_32f) return qorStsContextMatchErr;
-    if (anyNull(pSrc, pDst)) return qorStsNullPtrErr;
-    const Scratch scratch(pBuffer, pSpec->workSize);
-    if (scratch.failed()) return qorStsMemAllocErr;
-    inverseReal(*pSpec, pSrc, pDst, scratch.data());
-    return qorStsNoErr;
+    return checkAndRun<inverseReal>(kFftId_R_32f, pSpec, pBuffer, pSrc, pDst);
 }
 
 }  // namespace qorac
