@@ -53,9 +53,6 @@ bool readGranuleChannel(BitReader& bits, QorMP3SideInfo& side, Qor32s id) {
 
 // --- scale factors ----------------------------------------------------------------------------
 
-// First scale factor of each group of long bands that scfsi shares between granules, and the end.
-constexpr int kScfsiGroupStart[5] = {0, 6, 11, 16, 21};
-
 // A width of 0 reads nothing and gives zeros.
 Qor8s* readValues(BitReader& bits, Qor8s* pDst, int count, int width) {
     for (int i = 0; i < count; ++i) *pDst++ = width == 0 ? Qor8s(0) : Qor8s(bits.get(width));
@@ -83,39 +80,14 @@ void readMpeg1(BitReader& bits, Qor8s* pDst, const QorMP3SideInfo& side, const Q
     }
 }
 
-// Row of _pNumberOfSfbBlock, widths of the four partitions, and preflag.
-struct Partitions {
-    int row;
-    int length[4];
-    int preflag;
-};
-
-Partitions partitionsOf(int scalefac_compress, bool intensity) {
-    if (!intensity) {
-        const int c = scalefac_compress;
-        if (c < 400) return {0, {(c >> 4) / 5, (c >> 4) % 5, (c & 15) >> 2, c & 3}, 0};
-        if (c < 500) {
-            const int d = c - 400;
-            return {1, {(d >> 2) / 5, (d >> 2) % 5, d & 3, 0}, 0};
-        }
-        return {2, {(c - 500) / 3, (c - 500) % 3, 0, 0}, 1};
-    }
-    const int e = scalefac_compress >> 1;
-    if (e < 180) return {3, {e / 36, e % 36 / 6, e % 36 % 6, 0}, 0};
-    if (e < 244) {
-        const int t = e + 12;
-        return {4, {(t & 63) >> 4, (t & 15) >> 2, t & 3, 0}, 0};
-    }
-    return {5, {(e - 244) / 3, (e - 244) % 3, 0, 0}, 0};
-}
-
 void readLowSamplingFrequency(BitReader& bits, Qor8s* pDst, QorMP3SideInfo& side, bool intensity) {
-    const Partitions partitions = partitionsOf(side.scalefac_compress, intensity);
+    const ScaleFactorPartitions partitions =
+        scaleFactorPartitions(side.scalefac_compress, intensity);
     const int column = side.block_type != 2 ? 0 : side.mixed_block_flag ? 2 : 1;
     const Qor8u* count = _pNumberOfSfbBlock[partitions.row][column];
     side.preflag = partitions.preflag;
     for (int p = 0; p < 4; ++p) {
-        const int width = partitions.length[p];
+        const int width = partitions.width[p];
         Qor8s* end = readValues(bits, pDst, count[p], width);
         if (intensity) {
             // The largest code marks an illegal intensity position.

@@ -244,9 +244,6 @@ int ownsGetTotalSpBits_MP3(const Qor32s* pIx, QorMP3SideInfo* pSide, SpectrumReg
 
 namespace {
 
-// Groups of scale factors that share a width, and of long blocks that scfsi shares.
-constexpr int kGroup[5] = {0, 6, 11, 16, 21};
-
 bool isSharedGroup(const Qor32s* pScfsi, int granule, int group) {
     return granule == 1 && pScfsi[group];
 }
@@ -266,7 +263,8 @@ int ownsChooseScalefactorTable_MP3(const Qor8s* pScale, QorMP3SideInfo* pSide, c
         include(1, 18, 36);
     } else {
         for (int g = 0; g < 4; ++g)
-            if (!isSharedGroup(pScfsi, granule, g)) include(g / 2, kGroup[g], kGroup[g + 1]);
+            if (!isSharedGroup(pScfsi, granule, g))
+                include(g / 2, kScfsiGroupStart[g], kScfsiGroupStart[g + 1]);
     }
 
     for (int c = 0; c < 16; ++c) {
@@ -288,7 +286,8 @@ int ownsGetNumberOfScalefactorBits_MP3(const QorMP3SideInfo* pSide, const Qor32s
 
     int bits = 0;
     for (int g = 0; g < 4; ++g)
-        if (!isSharedGroup(pScfsi, granule, g)) bits += (kGroup[g + 1] - kGroup[g]) * slen[g / 2];
+        if (!isSharedGroup(pScfsi, granule, g))
+            bits += (kScfsiGroupStart[g + 1] - kScfsiGroupStart[g]) * slen[g / 2];
     return bits;
 }
 

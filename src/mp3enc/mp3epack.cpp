@@ -88,42 +88,16 @@ void packScaleFactors(const FieldWriter& out, const Qor8s* pScaleFactor, const Q
         packRun(out, pScaleFactor + first, 18, slen2);
         return;
     }
-    constexpr int kGroup[5] = {0, 6, 11, 16, 21};  // the groups of bands that scfsi shares
     for (int g = 0; g < 4; ++g) {
         if (granule == 1 && pScfsi[g]) continue;
-        packRun(out, pScaleFactor + kGroup[g], kGroup[g + 1] - kGroup[g], g < 2 ? slen1 : slen2);
+        const int start = kScfsiGroupStart[g];
+        packRun(out, pScaleFactor + start, kScfsiGroupStart[g + 1] - start, g < 2 ? slen1 : slen2);
     }
-}
-
-// Widths and partitions of a low-sampling-frequency stream.
-struct ScaleFactorLayout {
-    int row;  // of _pNumberOfSfbBlock
-    int width[4];
-    int preflag;
-};
-
-ScaleFactorLayout scaleFactorLayout(int compress, bool intensity) {
-    if (!intensity) {
-        const int c = compress;
-        if (c < 400) return {0, {(c >> 4) / 5, (c >> 4) % 5, (c & 15) >> 2, c & 3}, 0};
-        if (c < 500) {
-            const int d = c - 400;
-            return {1, {(d >> 2) / 5, (d >> 2) % 5, d & 3, 0}, 0};
-        }
-        return {2, {(c - 500) / 3, (c - 500) % 3, 0, 0}, 1};
-    }
-    const int h = compress >> 1;
-    if (h < 180) return {3, {h / 36, h % 36 / 6, h % 36 % 6, 0}, 0};
-    if (h < 244) {
-        const int g = h + 12;
-        return {4, {(g & 63) >> 4, (g & 15) >> 2, g & 3, 0}, 0};
-    }
-    return {5, {(h - 244) / 3, (h - 244) % 3, 0, 0}, 0};
 }
 
 void packScaleFactorsLsf(const FieldWriter& out, const Qor8s* pScaleFactor, QorMP3SideInfo& side,
                          bool intensity) {
-    const auto [row, width, preflag] = scaleFactorLayout(side.scalefac_compress, intensity);
+    const auto [row, width, preflag] = scaleFactorPartitions(side.scalefac_compress, intensity);
     side.preflag = preflag;
     const int kind = side.block_type != 2         ? 0
                      : side.mixed_block_flag == 0 ? 1
