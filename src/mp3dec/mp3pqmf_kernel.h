@@ -7,16 +7,6 @@ using Eight = Lanes<Qor32f, 8>;
 using Floats = Lanes<Qor32f, QORAC_LEVEL >= 4 ? 16 : QORAC_LEVEL >= 3 ? 8 : 4>;
 constexpr int kWidth = kLanes<Floats>;
 
-static QORAC_INLINE Floats reversed(Floats x) {
-#if QORAC_LEVEL >= 4
-    return __builtin_shufflevector(x, x, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
-#elif QORAC_LEVEL >= 3
-    return __builtin_shufflevector(x, x, 7, 6, 5, 4, 3, 2, 1, 0);
-#else
-    return __builtin_shufflevector(x, x, 3, 2, 1, 0);
-#endif
-}
-
 // sums[i] = the sum over n of x[step n] times row n of the matrix, in two chains.
 static QORAC_INLINE void multiply(const Matrix& matrix, const Qor32f* x, int step, Qor32f* sums) {
     constexpr int kVectors = kHalf / kWidth;
@@ -128,14 +118,14 @@ static void synthesize(const Qor32f* pRing, Qor32s position, Qor32f* pDst) {
         Floats low{}, high{};
         for (int a = 0; a < kTaps; ++a) {
             const Floats u = load<Floats>(slot(2 * a) + 16 + j);
-            const Floats v = reversed(load<Floats>(slot(15 - 2 * a) + 16 - j - (kWidth - 1)));
+            const Floats v = reversedLanes(load<Floats>(slot(15 - 2 * a) + 16 - j - (kWidth - 1)));
             const Floats rising = load<Floats>(dTableW7.rising[a] + j);
             const Floats falling = load<Floats>(dTableW7.falling[a] + j);
             low += rising * u + falling * v;
             high += rising * v - falling * u;
         }
         store(pDst + j, low);
-        store(pDst + 32 - j - (kWidth - 1), reversed(high));
+        store(pDst + 32 - j - (kWidth - 1), reversedLanes(high));
     }
     pDst[16] = centre;
 }
