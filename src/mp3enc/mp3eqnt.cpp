@@ -50,14 +50,13 @@ constexpr Qor8u _pPretab_MP3[22] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                                     1, 1, 1, 1, 2, 2, 3, 3, 3, 2, 0};
 
 // 2^(1/4), 2^(1/2), 2^(3/4) in Q29.
-constexpr auto _Power2_1_Div_4_Q29_MP3 = constmath::makeTable<Qor32s, 3>([](int k) consteval {
-    return constmath::round(constmath::scale2(constmath::exp2Quarter(k + 1), 29));
-});
+constexpr auto _Power2_1_Div_4_Q29_MP3 = constmath::makeTable<Qor32s, 3>(
+    [](int k) { return constmath::round(constmath::scale2(constmath::exp2Quarter(k + 1), 29)); });
 
 // k^(3/4) with the quantizer's rounding of ISO 11172-3: down, 0.4054 added.
 constexpr int kBaseValues = 256;
 constexpr auto _BaseValue_MP3 = constmath::makeTable<Qor32s, kBaseValues>(
-    [](int k) consteval { return constmath::sqrt(k * constmath::sqrt(k)) + 0.4054L; });
+    [](int k) { return constmath::sqrt(k * constmath::sqrt(k)) + 0.4054L; });
 
 // The parabolas that continue the table: by octave from 513 on at entry 4.
 constexpr Qor32s _PowerAQ21_MP3[12] = {4471310,   9581246,   16201271,   20373018,
@@ -401,10 +400,11 @@ QORAC_INLINE void smallValues(int e, Qor32s* pValue) {
 }
 
 // The first values of the table in words and in bytes, for vectors that keep them in registers.
-[[maybe_unused]] alignas(64) constexpr auto kBaseWords = constmath::makeTable<Qor16u, 64>([
-](int k) consteval { return (long double)(_BaseValue_MP3[k]); });
-[[maybe_unused]] alignas(64) constexpr auto kBaseBytes = constmath::makeTable<Qor8u, 32>([
-](int k) consteval { return (long double)(_BaseValue_MP3[k]); });
+[[maybe_unused]] alignas(64) constexpr auto kBaseWords =
+    constmath::makeTable<Qor16u, 64>([](int k) { return _BaseValue_MP3[k]; });
+[[maybe_unused]] alignas(64) constexpr auto kBaseBytes = constmath::makeTable<Qor8u, 32>([](int k) {
+    return _BaseValue_MP3[k];
+});
 
 }  // namespace
 
