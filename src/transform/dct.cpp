@@ -123,6 +123,8 @@ QORAC_INLINE Vector4 load4(const Qor32f* p) {
     return v;
 }
 
+QORAC_INLINE void store4(Qor32f* p, Vector4 v) { __builtin_memcpy(p, &v, sizeof v); }
+
 // Cosines of the 8-point transform: row i holds, for k = first, first + 2, ..., the values
 // cos(pi k (2i + 1) / 16).
 using Rows4 = std::array<std::array<Qor32f, 4>, 4>;
@@ -139,31 +141,56 @@ consteval Rows4 cosineRows(int first, bool transposed) {
 constexpr Rows4 kForwardEven = cosineRows(0, false), kForwardOdd = cosineRows(1, false);
 constexpr Rows4 kInverseEven = cosineRows(0, true), kInverseOdd = cosineRows(1, true);
 
-QORAC_INLINE Vector4 combineRows(const Rows4& rows, Qor32f a, Qor32f b, Qor32f c, Qor32f d) {
-    return (a * load4(rows[0].data()) + b * load4(rows[1].data())) +
-           (c * load4(rows[2].data()) + d * load4(rows[3].data()));
+QORAC_INLINE Vector4 combineRows(const Rows4& rows, Vector4 x) {
+    return (x[0] * load4(rows[0].data()) + x[1] * load4(rows[1].data())) +
+           (x[2] * load4(rows[2].data()) + x[3] * load4(rows[3].data()));
 }
 
-// The cosine sums of 8 points without normalisation, in place: even bins from the sums of mirrored
-// samples, odd bins from their differences.
-QORAC_INLINE void forward8(Qor32f* x) {
+// What stands between 8-point sums is kept in registers, four numbers in each: memory would be
+// written number by number and read by vectors, which waits for the writes.
+template <int len>
+struct Points {
+    Vector4 v[len / 4];
+};
+
+QORAC_INLINE Vector4 reversed(Vector4 v) { return __builtin_shufflevector(v, v, 3, 2, 1, 0); }
+
+// The cosine sums of 8 points without normalisation: even bins from the sums of mirrored samples,
+// odd bins from their differences.
+QORAC_INLINE Points<8> forward8(const Points<8>& x) {
+    const Vector4 mirrored = reversed(x.v[1]);
+    const Vector4 sum = x.v[0] + mirrored, diff = x.v[0] - mirrored;
+    const Vector4 even = combineRows(kForwardEven, sum);
+    const Vector4 odd = combineRows(kForwardOdd, diff);
+    return {{__builtin_shufflevector(even, odd, 0, 4, 1, 5),
+             __builtin_shufflevector(even, odd, 2, 6, 3, 7)}};
+}
+
+QORAC_INLINE Points<8> inverse8(const Points<8>& x) {
     const Vector4 even =
-        combineRows(kForwardEven, x[0] + x[7], x[1] + x[6], x[2] + x[5], x[3] + x[4]);
+        combineRows(kInverseEven, __builtin_shufflevector(x.v[0], x.v[1], 0, 2, 4, 6));
     const Vector4 odd =
-        combineRows(kForwardOdd, x[0] - x[7], x[1] - x[6], x[2] - x[5], x[3] - x[4]);
-    for (int m = 0; m < 4; ++m) {
-        x[2 * m] = even[m];
-        x[2 * m + 1] = odd[m];
-    }
+        combineRows(kInverseOdd, __builtin_shufflevector(x.v[0], x.v[1], 1, 3, 5, 7));
+    return {{even + odd, reversed(even - odd)}};
 }
 
-QORAC_INLINE void inverse8(Qor32f* x) {
-    const Vector4 even = combineRows(kInverseEven, x[0], x[2], x[4], x[6]);
-    const Vector4 odd = combineRows(kInverseOdd, x[1], x[3], x[5], x[7]);
-    for (int i = 0; i < 4; ++i) {
-        x[i] = even[i] + odd[i];
-        x[7 - i] = even[i] - odd[i];
-    }
+template <int len>
+QORAC_INLINE Points<len> loadPoints(const Qor32f* p) {
+    Points<len> x;
+    for (int i = 0; i < len / 4; ++i) x.v[i] = load4(p + 4 * i);
+    return x;
+}
+template <int len>
+QORAC_INLINE void storePoints(Qor32f* p, const Points<len>& x) {
+    for (int i = 0; i < len / 4; ++i) store4(p + 4 * i, x.v[i]);
+}
+
+// Number 0 times scale0, the others times scale.
+template <int len>
+QORAC_INLINE Points<len> scaled(Points<len> x, Qor32f scale0, Qor32f scale) {
+    x.v[0] *= Vector4{scale0, scale, scale, scale};
+    for (int i = 1; i < len / 4; ++i) x.v[i] *= scale;
+    return x;
 }
 
 using Codelet = void (*)(const Qor32f* pSrc, Qor32f* pDst);
@@ -202,18 +229,11 @@ void sDCTinv_4(const Qor32f* pSrc, Qor32f* pDst) {
 }
 
 void sDCTfwd_8(const Qor32f* pSrc, Qor32f* pDst) {
-    Qor32f x[8];
-    std::copy_n(pSrc, 8, x);
-    forward8(x);
-    pDst[0] = x[0] * kSqrtEighth;
-    for (int k = 1; k < 8; ++k) pDst[k] = x[k] * 0.5f;
+    storePoints(pDst, scaled(forward8(loadPoints<8>(pSrc)), kSqrtEighth, 0.5f));
 }
 
 void sDCTinv_8(const Qor32f* pSrc, Qor32f* pDst) {
-    Qor32f x[8] = {pSrc[0] * kSqrtEighth};
-    for (int k = 1; k < 8; ++k) x[k] = pSrc[k] * 0.5f;
-    inverse8(x);
-    std::copy_n(x, 8, pDst);
+    storePoints(pDst, inverse8(scaled(loadPoints<8>(pSrc), kSqrtEighth, 0.5f)));
 }
 
 constexpr Codelet tbl_sDCTfwd_small[kMaxSmallLen] = {sDCT_1,  sDCT_2,  nullptr, sDCTfwd_4,
@@ -223,75 +243,87 @@ constexpr Codelet tbl_sDCTinv_small[kMaxSmallLen] = {sDCT_1,  sDCT_2,  nullptr, 
 
 // --- recursive halving ------------------------------------------------------------------------
 
-// Cosine sums without normalisation, in place. With theta = (2i + 1) pi / (2L), an even bin of x is
-// a bin of the sums a, and 2 cos(theta) cos((2m + 1) theta) = cos(2m theta) + cos((2m + 2) theta)
-// makes an odd bin the sum of two neighbouring bins of b, the differences over 2 cos(theta).
+// Cosine sums without normalisation. With theta = (2i + 1) pi / (2L), an even bin of x is a bin of
+// the sums a, and 2 cos(theta) cos((2m + 1) theta) = cos(2m theta) + cos((2m + 2) theta) makes an
+// odd bin the sum of two neighbouring bins of b, the differences over 2 cos(theta).
 template <int len>
-QORAC_INLINE void forwardHalving(Qor32f* x, const Qor32f* pTab) {
+QORAC_INLINE Points<len> forwardHalving(const Points<len>& x, const Qor32f* pTab) {
     if constexpr (len == 8) {
-        forward8(x);
+        return forward8(x);
     } else {
-        constexpr int half = len / 2;
-        Qor32f a[half], b[half + 1];
-        for (int i = 0; i < half; ++i) {
-            a[i] = x[i] + x[len - 1 - i];
-            b[i] = (x[i] - x[len - 1 - i]) * pTab[i];
+        constexpr int vectors = len / 8;
+        Points<len / 2> a, b;
+        for (int i = 0; i < vectors; ++i) {
+            const Vector4 mirrored = reversed(x.v[2 * vectors - 1 - i]);
+            a.v[i] = x.v[i] + mirrored;
+            b.v[i] = (x.v[i] - mirrored) * load4(pTab + 4 * i);
         }
-        b[half] = 0.0f;
-        forwardHalving<half>(a, pTab + half);
-        forwardHalving<half>(b, pTab + half);
-        for (int m = 0; m < half; ++m) {
-            x[2 * m] = a[m];
-            x[2 * m + 1] = b[m] + b[m + 1];
+        a = forwardHalving(a, pTab + len / 2);
+        b = forwardHalving(b, pTab + len / 2);
+        Points<len> y;
+        for (int i = 0; i < vectors; ++i) {
+            const Vector4 after = i + 1 < vectors ? b.v[i + 1] : Vector4{};
+            const Vector4 even = a.v[i];
+            const Vector4 odd = b.v[i] + __builtin_shufflevector(b.v[i], after, 1, 2, 3, 4);
+            y.v[2 * i] = __builtin_shufflevector(even, odd, 0, 4, 1, 5);
+            y.v[2 * i + 1] = __builtin_shufflevector(even, odd, 2, 6, 3, 7);
         }
+        return y;
     }
 }
 
 template <int len>
-QORAC_INLINE void inverseHalving(Qor32f* x, const Qor32f* pTab) {
+QORAC_INLINE Points<len> inverseHalving(const Points<len>& x, const Qor32f* pTab) {
     if constexpr (len == 8) {
-        inverse8(x);
+        return inverse8(x);
     } else {
-        constexpr int half = len / 2;
-        Qor32f a[half], b[half];
-        a[0] = x[0];
-        b[0] = x[1];
-        for (int m = 1; m < half; ++m) {
-            a[m] = x[2 * m];
-            b[m] = x[2 * m + 1] + x[2 * m - 1];
+        constexpr int vectors = len / 8;
+        Points<len / 2> a, b;
+        Vector4 before{};
+        for (int i = 0; i < vectors; ++i) {
+            const Vector4 odd = __builtin_shufflevector(x.v[2 * i], x.v[2 * i + 1], 1, 3, 5, 7);
+            a.v[i] = __builtin_shufflevector(x.v[2 * i], x.v[2 * i + 1], 0, 2, 4, 6);
+            b.v[i] = odd + __builtin_shufflevector(before, odd, 3, 4, 5, 6);
+            before = odd;
         }
-        inverseHalving<half>(a, pTab + half);
-        inverseHalving<half>(b, pTab + half);
-        for (int i = 0; i < half; ++i) {
-            const Qor32f odd = b[i] * pTab[i];
-            x[i] = a[i] + odd;
-            x[len - 1 - i] = a[i] - odd;
+        a = inverseHalving(a, pTab + len / 2);
+        b = inverseHalving(b, pTab + len / 2);
+        Points<len> y;
+        for (int i = 0; i < vectors; ++i) {
+            const Vector4 odd = b.v[i] * load4(pTab + 4 * i);
+            y.v[i] = a.v[i] + odd;
+            y.v[2 * vectors - 1 - i] = reversed(a.v[i] - odd);
         }
+        return y;
     }
+}
+
+template <int len>
+QORAC_INLINE void forwardPow2(const Qor32f* pSrc, Qor32f* pDst, const QorsDCTSpec_32f* pSpec) {
+    const Points<len> sums = forwardHalving(loadPoints<len>(pSrc), pSpec->pPow2Tab);
+    storePoints(pDst, scaled(sums, pSpec->scale0, pSpec->scaleK));
+}
+
+template <int len>
+QORAC_INLINE void inversePow2(const Qor32f* pSrc, Qor32f* pDst, const QorsDCTSpec_32f* pSpec) {
+    const Points<len> bins = scaled(loadPoints<len>(pSrc), pSpec->scale0, pSpec->scaleK);
+    storePoints(pDst, inverseHalving(bins, pSpec->pPow2Tab));
 }
 
 QORAC_CLONES void qors_sDctFwd_Pow2_32f(const Qor32f* pSrc, Qor32f* pDst,
-                                        const QorsDCTSpec_32f* pSpec, Qor32f* x) {
-    const Qor32s len = pSpec->len;
-    std::copy_n(pSrc, len, x);
-    if (len == 16)
-        forwardHalving<16>(x, pSpec->pPow2Tab);
+                                        const QorsDCTSpec_32f* pSpec) {
+    if (pSpec->len == 16)
+        forwardPow2<16>(pSrc, pDst, pSpec);
     else
-        forwardHalving<32>(x, pSpec->pPow2Tab);
-    pDst[0] = x[0] * pSpec->scale0;
-    for (Qor32s k = 1; k < len; ++k) pDst[k] = x[k] * pSpec->scaleK;
+        forwardPow2<32>(pSrc, pDst, pSpec);
 }
 
 QORAC_CLONES void qors_sDctInv_Pow2_32f(const Qor32f* pSrc, Qor32f* pDst,
-                                        const QorsDCTSpec_32f* pSpec, Qor32f* x) {
-    const Qor32s len = pSpec->len;
-    x[0] = pSrc[0] * pSpec->scale0;
-    for (Qor32s k = 1; k < len; ++k) x[k] = pSrc[k] * pSpec->scaleK;
-    if (len == 16)
-        inverseHalving<16>(x, pSpec->pPow2Tab);
+                                        const QorsDCTSpec_32f* pSpec) {
+    if (pSpec->len == 16)
+        inversePow2<16>(pSrc, pDst, pSpec);
     else
-        inverseHalving<32>(x, pSpec->pPow2Tab);
-    std::copy_n(x, len, pDst);
+        inversePow2<32>(pSrc, pDst, pSpec);
 }
 
 // --- direct sums ------------------------------------------------------------------------------
@@ -594,7 +626,7 @@ QorStatus init(QorsDCTSpec_32f** ppSpec, Qor32s id, Qor32s len, Qor32s hint, Qor
 struct Direction {
     Qor32s id;
     const Codelet* codelets;
-    void (*pow2)(const Qor32f*, Qor32f*, const QorsDCTSpec_32f*, Qor32f*);
+    void (*pow2)(const Qor32f*, Qor32f*, const QorsDCTSpec_32f*);
     void (*direct)(const Qor32f*, Qor32f*, const QorsDCTSpec_32f*, Qor32f*);
     QorStatus (*fft)(const Qor32f*, Qor32f*, const QorsDCTSpec_32f*, Qor32f*);
     QorStatus (*conv)(const Qor32f*, Qor32f*, const QorsDCTSpec_32f*, Qor32f*);
@@ -627,7 +659,7 @@ QORAC_INLINE QorStatus transform(const Direction& direction, const Qor32f* pSrc,
     auto* const work = reinterpret_cast<Qor32f*>(memory);
     QorStatus status = qorStsNoErr;
     if (pSpec->isPow2)
-        direction.pow2(pSrc, pDst, pSpec, work);
+        direction.pow2(pSrc, pDst, pSpec);
     else if (pSpec->isFft)
         status = direction.fft(pSrc, pDst, pSpec, work);
     else if (pSpec->isConv)
