@@ -494,11 +494,32 @@ QORAC_INLINE void shortTransform(const FftCore& core, Source source, Destination
     }
 }
 
+// Order 6 in vectors of 8 lanes: 8 columns of 8 numbers side by side, and then the rows of what they
+// give, which stand side by side when the square is transposed.
+template <typename Source, typename Destination>
+QORAC_INLINE void squareTransform(Source source, Destination destination) {
+    using V = Vec<8>;
+    Complex<V> x[8], y[8];
+    unrolled<8>([&](auto p) QORAC_INLINE_BODY {
+        x[p] = source.template loadAnyOrder<V>(8 * reversed(p, 3));
+    });
+    dft<8, 1>(x);
+    transpose(x);
+    unrolled<8>([&](auto t) QORAC_INLINE_BODY {
+        constexpr int n = pairOrder<8>(t);
+        y[reversed(n, 3)] = n == 0 ? x[t]
+                                   : x[t] * Complex<V>{load<V>(kSquareTwiddles.re[n]),
+                                                       load<V>(kSquareTwiddles.im[n])};
+    });
+    dft<8, 1>(y);
+    unrolled<8>([&](auto q) QORAC_INLINE_BODY { destination.store(8 * q, y[q]); });
+}
+
 // As many lanes as the order fills.
 template <typename Source, typename Destination>
 QORAC_INLINE void transform(const FftCore& core, Source source, Destination destination,
                             Runs work) {
-    if constexpr (kMaxLanes >= 16) {
+    if constexpr (kMaxLanes == 16) {
         switch (core.order) {
             case 6:
                 return shortTransform<6>(core, source, destination);
@@ -510,10 +531,10 @@ QORAC_INLINE void transform(const FftCore& core, Source source, Destination dest
                 return transform<Vec<16>>(core, source, destination, work);
         }
     }
-    if constexpr (kMaxLanes >= 8) {
-        if (core.order >= 7) return transform<Vec<8>>(core, source, destination, work);
+    if constexpr (kMaxLanes == 8) {
+        if (core.order == 6) return squareTransform(source, destination);
     }
-    transform<Vec<4>>(core, source, destination, work);
+    transform<Vec<kMaxLanes>>(core, source, destination, work);
 }
 
 template <typename Source, typename Destination>

@@ -68,6 +68,21 @@ struct ShortTwiddles {
 template <int order>
 [[maybe_unused]] constexpr ShortTwiddles<order> kShortTwiddles;
 
+// exp(-2 pi j n k / 64).
+struct SquareTwiddles {
+    alignas(32) Qor32f re[8][8], im[8][8];
+
+    consteval SquareTwiddles() : re(), im() {
+        for (int n = 0; n < 8; ++n) {
+            for (int k = 0; k < 8; ++k) {
+                re[n][k] = Qor32f(constmath::cosPi(n * k, 32));
+                im[n][k] = Qor32f(-constmath::sinPi(n * k, 32));
+            }
+        }
+    }
+};
+[[maybe_unused]] constexpr SquareTwiddles kSquareTwiddles;
+
 // The stages behind the first pass.
 struct Stages {
     struct Stage {
