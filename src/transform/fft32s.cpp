@@ -49,6 +49,33 @@ constexpr Twiddles<n> makeTwiddles() {
 template <int n>
 constexpr Twiddles<n> kTwiddles = makeTwiddles<n>();
 
+alignas(32) constexpr Qor32s kOddLanes[8] = {0, -1, 0, -1, 0, -1, 0, -1};
+
+// Whether the group g of 8 numbers of a block of n is a block of 8, and not two blocks of 4.
+constexpr bool isWholeGroup(int g, int n) {
+    if (n == 8) return true;
+    if (n == 16) return g == 0;
+    return g < n / 16 ? isWholeGroup(g, n / 2) : isWholeGroup(g % (n / 32), n / 4);
+}
+
+// For the four groups of each middle part of the index: all bits of those that are whole, in the
+// order of the reversed high part.
+template <int order>
+struct WholeGroups {
+    alignas(32) Qor32s mask[1 << (order - 5)][8];
+
+    consteval WholeGroups() : mask() {
+        constexpr int high[4] = {0, 2, 1, 3};
+        for (int middle = 0; middle < 1 << (order - 5); ++middle)
+            for (int i = 0; i < 8; ++i)
+                mask[middle][i] =
+                    -Qor32s(isWholeGroup((high[i / 2] << (order - 5)) + middle, 1 << order));
+    }
+};
+
+template <int order>
+constexpr WholeGroups<order> kWholeGroups;
+
 }  // namespace
 }  // namespace qorac
 

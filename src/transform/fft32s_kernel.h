@@ -33,13 +33,14 @@ enum class Special { none, first, middle, both, eighth };
 // The butterflies at the offsets of one vector of a block of n points. `eighth`: the first
 // butterfly of the vector has the offset n/8.
 template <int n, Special special, typename V>
-static QORAC_INLINE void butterflies(Qor32s* z, int lane) {
+static QORAC_INLINE void butterflies(const Qor32s* z, Qor32s* out, int lane) {
     constexpr int quarter = n / 2;  // in 32-bit elements
-    Qor32s* p = z + lane;
+    const Qor32s* p = z + lane;
     const V z0 = load<V>(p), z1 = load<V>(p + quarter);
     const V z2 = load<V>(p + 2 * quarter), z3 = load<V>(p + 3 * quarter);
-    store(p, z0 + z2);
-    store(p + quarter, z1 + z3);
+    Qor32s* q = out + lane;
+    store(q, z0 + z2);
+    store(q + quarter, z1 + z3);
     const V d = z0 - z2, e = swapPairs(z1 - z3);
     const V minus = merge(d + e, d - e);  // d - i (z1 - z3)
     const V plus = merge(d - e, d + e);   // d + i (z1 - z3)
@@ -58,93 +59,54 @@ static QORAC_INLINE void butterflies(Qor32s* z, int lane) {
         a = firstPair(minus, a);
         b = firstPair(plus, b);
     }
-    store(p + 2 * quarter, a);
-    store(p + 3 * quarter, b);
+    store(q + 2 * quarter, a);
+    store(q + 3 * quarter, b);
 }
 
 // All butterflies of a block of n points, 16 or more.
 template <int n>
-static QORAC_INLINE void stage(Qor32s* z) {
+static QORAC_INLINE void stage(const Qor32s* z, Qor32s* out) {
     using V = std::conditional_t<(n / 2 >= kLanes<Vec>), Vec, Vec8>;
     constexpr int quarter = n / 2, step = kLanes<V>;
     if constexpr (quarter == step) {
-        butterflies<n, Special::both, V>(z, 0);
+        butterflies<n, Special::both, V>(z, out, 0);
     } else {
-        butterflies<n, Special::first, V>(z, 0);
-        for (int i = step; i < quarter / 2; i += step) butterflies<n, Special::none, V>(z, i);
-        butterflies<n, Special::eighth, V>(z, quarter / 2);
+        butterflies<n, Special::first, V>(z, out, 0);
+        for (int i = step; i < quarter / 2; i += step) butterflies<n, Special::none, V>(z, out, i);
+        butterflies<n, Special::eighth, V>(z, out, quarter / 2);
         for (int i = quarter / 2 + step; i < quarter; i += step)
-            butterflies<n, Special::none, V>(z, i);
+            butterflies<n, Special::none, V>(z, out, i);
     }
 }
 
-// --- small blocks -----------------------------------------------------------------------------
+// --- the tree down to groups of 8 points ------------------------------------------------------
 
-// v with the lanes negated that are marked with a 1.
-template <Qor32u... marks>
-static QORAC_INLINE Vec8 negate(Vec8 v) {
-    alignas(32) static constexpr Qor32s mask[8] = {-Qor32s(marks)...};
-    const Vec8 m = load<Vec8>(mask);
-    return (v ^ m) - m;
-}
-
-// A block of 4 points.
-static QORAC_INLINE Vec8 fft4(Vec8 y) {
-    const Vec8 halves = pick<4, 5, 6, 7, 0, 1, 2, 3>(y, y);
-    const Vec8 sum = y + halves, difference = y - halves;  // in the lower halves
-    // (s0, s0, d0, d0) and (s1, s1, -i d1, -i d1) with s0 = y0 + y2, s1 = y1 + y3, d likewise
-    const Vec8 even = pick<0, 1, 0, 1, 8, 9, 8, 9>(sum, difference);
-    const Vec8 odd = pick<2, 3, 2, 3, 11, 10, 11, 10>(sum, difference);
-    return even + negate<0, 0, 1, 1, 0, 1, 1, 0>(odd);
-}
-
-// A block of 8 points.
-static QORAC_INLINE void fft8(Qor32s* z, Vec8 z01, Vec8 z23) {
-    store(z, fft4(z01 + z23));
-    // The butterflies at the offsets 0 and 1, and from their results two blocks of 2 points.
-    const Vec8 d = z01 - z23;
-    const Vec8 low = pick<0, 1, 2, 3, 0, 1, 2, 3>(d, d);
-    const Vec8 high = pick<5, 4, 7, 6, 5, 4, 7, 6>(d, d);
-    const Vec8 v = low + negate<0, 1, 0, 1, 1, 0, 1, 0>(high);
-    // The second and the fourth number are turned by 45 and by 135 degrees.
-    const Vec8 w = swapPairs(v);
-    const Vec8 sum = v + w, difference = v - w;
-    const Vec8 turned = timesSqrtHalf(
-        negate<0, 0, 0, 0, 0, 0, 1, 1>(pick<0, 1, 2, 11, 4, 5, 14, 7>(sum, difference)));
-    const Vec8 left = pick<0, 1, 0, 1, 4, 5, 4, 5>(v, v);
-    const Vec8 right = pick<2, 3, 2, 3, 6, 7, 6, 7>(turned, turned);
-    store(z + 8, left + negate<0, 0, 1, 1, 0, 0, 1, 1>(right));
-}
-
-// --- the tree ---------------------------------------------------------------------------------
-
-// A block of n points, up to 32, its result in bit-reversed order.
 template <int n>
 static QORAC_INLINE void smallBlock(Qor32s* z) {
-    if constexpr (n == 8) {
-        fft8(z, load<Vec8>(z), load<Vec8>(z + 8));
-    } else if constexpr (n == 4) {
-        store(z, fft4(load<Vec8>(z)));
-    } else {
-        stage<n>(z);
+    if constexpr (n > 8) {
+        stage<n>(z, z);
         smallBlock<n / 2>(z);
         smallBlock<n / 4>(z + n);
         smallBlock<n / 4>(z + n / 2 * 3);
     }
 }
 
-// A block of any size.
+// A block of n points from z on in `out`.
 template <int n>
-static void ownssplitcore_32sc_I_AAC(Qor32s* z) {
+static void ownssplitcore_32sc_AAC(const Qor32s* z, Qor32s* out) {
+    stage<n>(z, out);
     if constexpr (n <= 32) {
-        smallBlock<n>(z);
+        smallBlock<n / 2>(out);
+        smallBlock<n / 4>(out + n);
+        smallBlock<n / 4>(out + n / 2 * 3);
     } else {
-        stage<n>(z);
-        ownssplitcore_32sc_I_AAC<n / 2>(z);
-        ownssplitcore_32sc_I_AAC<n / 4>(z + n);
-        ownssplitcore_32sc_I_AAC<n / 4>(z + n / 2 * 3);
+        ownssplitcore_32sc_AAC<n / 2>(out, out);
+        ownssplitcore_32sc_AAC<n / 4>(out + n, out + n);
+        ownssplitcore_32sc_AAC<n / 4>(out + n / 2 * 3, out + n / 2 * 3);
     }
 }
+
+// --- the groups, and the reversal -------------------------------------------------------------
 
 // A 4 by 4 tile of numbers.
 struct Tile {
@@ -163,32 +125,56 @@ static QORAC_INLINE Tile loadTransposed(const Qor32s* z, int stride) {
              pick<4, 5, 6, 7, 12, 13, 14, 15>(ab13, cd13)}};
 }
 
-static QORAC_INLINE void storeTile(Qor32s* z, int stride, const Tile& tile) {
-    store(z, tile.row[0]);
-    store(z + 2 * stride, tile.row[1]);
-    store(z + stride, tile.row[2]);
-    store(z + 3 * stride, tile.row[3]);
+// -i v.
+static QORAC_INLINE Vec8 timesMinusI(Vec8 v) {
+    const Vec8 odd = load<Vec8>(kOddLanes);
+    return (swapPairs(v) ^ odd) - odd;
 }
 
-// Bit reversal of 2^order numbers. The index is taken as (high 2 bits, middle, low 2 bits): the
-// numbers of one middle are a 4 by 4 tile, which is transposed and goes to the reversed middle.
+// a where the mask is set, b elsewhere.
+static QORAC_INLINE Vec8 select(Vec8 mask, Vec8 a, Vec8 b) { return b ^ ((a ^ b) & mask); }
+
+// The groups of 8 numbers, each a block of 8 or two blocks of 4, and the bit reversal of all. The
+// index is taken as (high 2 bits, middle, low 3 bits): the four groups of one middle stand side by
+// side in the lanes, each number in a row of its own, and row by row goes to its reversed place.
 template <int order>
-static QORAC_INLINE void ownsbitreverse_32sc_I_AAC(Qor32s* z) {
+static QORAC_INLINE void ownsbitreverse_32sc_AAC(const Qor32s* work, Qor32s* z) {
     constexpr int stride = (1 << order) / 2;  // a quarter of the data, in 32-bit elements
-    for (int middle = 0; middle < 1 << (order - 4); ++middle) {
-        const int mirror = reversed(middle, order - 4);
-        if (mirror < middle) continue;
-        const Tile tile = loadTransposed(z + 8 * middle, stride);
-        if (mirror != middle)
-            storeTile(z + 8 * middle, stride, loadTransposed(z + 8 * mirror, stride));
-        storeTile(z + 8 * mirror, stride, tile);
+    for (int middle = 0; middle < 1 << (order - 5); ++middle) {
+        const Vec8 whole = load<Vec8>(kWholeGroups<order>.mask[middle]);
+        const Tile first = loadTransposed(work + 16 * middle, stride);
+        const Tile second = loadTransposed(work + 16 * middle + 8, stride);
+        const auto &x = first.row, &y = second.row;
+        Qor32s* out = z + 8 * reversed(middle, order - 5);
+        const auto put = [out](int eighth, Vec8 v) { store(out + stride / 2 * eighth, v); };
+        // The lower 4 numbers: a block of 4, of the sums in a block of 8.
+        Vec8 sum[4];
+        for (int j = 0; j < 4; ++j) sum[j] = x[j] + (y[j] & whole);
+        const Vec8 s0 = sum[0] + sum[2], s1 = sum[1] + sum[3];
+        const Vec8 d0 = sum[0] - sum[2], d1 = timesMinusI(sum[1] - sum[3]);
+        put(0, s0 + s1);
+        put(4, s0 - s1);
+        put(2, d0 + d1);
+        put(6, d0 - d1);
+        // The upper 4: a block of 4, or the butterflies of a block of 8 and two blocks of 2.
+        const auto upper = [&](int j, Vec8 whole8) { return select(whole, whole8, y[j]); };
+        const Vec8 p0 = upper(0, x[0] - y[0]), q0 = upper(2, timesMinusI(x[2] - y[2]));
+        const Vec8 p1 = upper(1, x[1] - y[1]), q1 = upper(3, timesMinusI(x[3] - y[3]));
+        const Vec8 v0 = p0 + q0, v1 = p1 + q1, v2 = p0 - q0, v3 = p1 - q1;
+        const Vec8 w1 = select(whole, timesSqrtHalf(diagonal45(v1)), v1);
+        const Vec8 w3 = select(whole, timesSqrtHalf(diagonal135(v3)), timesMinusI(v3));
+        put(1, v0 + w1);
+        put(5, v0 - w1);
+        put(3, v2 + w3);
+        put(7, v2 - w3);
     }
 }
 
 template <int order>
 static void transform(Qor32s* z) {
-    ownssplitcore_32sc_I_AAC<1 << order>(z);
-    ownsbitreverse_32sc_I_AAC<order>(z);
+    alignas(64) Qor32s work[2 << order];
+    ownssplitcore_32sc_AAC<1 << order>(z, work);
+    ownsbitreverse_32sc_AAC<order>(work, z);
 }
 
 static void fft(Qor32s* z, int order) {
