@@ -174,9 +174,9 @@ static QORAC_INLINE void transpose(Wide* row) {
     if constexpr (2 * distance < kWideLanes) transpose<2 * distance>(row);
 }
 
-// Energies and cross terms of complex numbers as the memory has them, the real part in the even lane
-// of a pair. The cross term, twice the real part of a times the conjugate of b, is what separates
-// the energy of a + b from the sum of the energies.
+// Energies and cross terms of complex numbers as the memory has them, the real part in the even
+// lane of a pair. The cross term, twice the real part of a times the conjugate of b, is what
+// separates the energy of a + b from the sum of the energies.
 static QORAC_INLINE Wide energies(Vec x) {
     const Vec im = oddToEven(x);
     return toWide(mulEven(x, x) + mulEven(im, im));

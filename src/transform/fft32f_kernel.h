@@ -494,8 +494,8 @@ QORAC_INLINE void shortTransform(const FftCore& core, Source source, Destination
     }
 }
 
-// Order 6 in vectors of 8 lanes: 8 columns of 8 numbers side by side, and then the rows of what they
-// give, which stand side by side when the square is transposed.
+// Order 6 in vectors of 8 lanes: 8 columns of 8 numbers side by side, and then the rows of what
+// they give, which stand side by side when the square is transposed.
 template <typename Source, typename Destination>
 QORAC_INLINE void squareTransform(Source source, Destination destination) {
     using V = Vec<8>;
