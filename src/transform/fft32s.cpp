@@ -16,6 +16,7 @@
 #include "transform/fft32s.h"
 
 #include "frame/constmath.h"
+#include "frame/fixed.h"
 
 namespace qorac {
 namespace {
@@ -49,7 +50,8 @@ constexpr Twiddles<n> makeTwiddles() {
 template <int n>
 constexpr Twiddles<n> kTwiddles = makeTwiddles<n>();
 
-alignas(32) constexpr Qor32s kOddLanes[8] = {0, -1, 0, -1, 0, -1, 0, -1};
+alignas(64) constexpr Qor32s kOddLanes[16] = {0, -1, 0, -1, 0, -1, 0, -1,
+                                              0, -1, 0, -1, 0, -1, 0, -1};
 
 // Whether the group g of 8 numbers of a block of n is a block of 8, and not two blocks of 4.
 constexpr bool isWholeGroup(int g, int n) {
@@ -58,18 +60,17 @@ constexpr bool isWholeGroup(int g, int n) {
     return g < n / 16 ? isWholeGroup(g, n / 2) : isWholeGroup(g % (n / 32), n / 4);
 }
 
-// For the four groups of each middle part of the index: all bits of those that are whole, in the
-// order of the reversed high part.
+// For the four groups of each middle part of the index, in the order of the reversed index: all
+// bits of those that are whole.
 template <int order>
 struct WholeGroups {
-    alignas(32) Qor32s mask[1 << (order - 5)][8];
+    alignas(64) Qor32s mask[1 << (order - 5)][8];
 
     consteval WholeGroups() : mask() {
-        constexpr int high[4] = {0, 2, 1, 3};
-        for (int middle = 0; middle < 1 << (order - 5); ++middle)
-            for (int i = 0; i < 8; ++i)
-                mask[middle][i] =
-                    -Qor32s(isWholeGroup((high[i / 2] << (order - 5)) + middle, 1 << order));
+        for (int place = 0; place < 1 << (order - 3); ++place) {
+            Qor32s* lanes = mask[place / 4] + 2 * (place % 4);
+            lanes[0] = lanes[1] = -Qor32s(isWholeGroup(reversed(place, order - 3), 1 << order));
+        }
     }
 };
 
