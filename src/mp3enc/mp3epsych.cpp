@@ -107,6 +107,7 @@ QORAC_INLINE Qor32s unpredictability(Line line, Line before, Line twoBefore) {
     const Qor32u largest = magnitude(predicted) + Qor32u(line.magnitude);
     if (largest == 0) return 0;
     const Reciprocal r = reciprocal(largest);
+    // The analyzer does not know that the shift is at most 30. NOLINTNEXTLINE(clang-analyzer-core.*)
     const Qor64u ratio = (Qor64u(distance) * Qor32u(r.value)) >> (30 - r.shift);
     return Qor32s(std::min<Qor64u>(ratio, kMax32s));
 }

@@ -89,7 +89,7 @@ QorStatus transform(const Qor16s* pSrc, Qor16s* pDst, const QorsMDCTFwdSpec_16s*
 
 // --- lifecycle --------------------------------------------------------------------------------
 
-Qor16s q14(double x) { return Qor16s(x * 16384 + 0.5); }
+Qor16s q14(double x) { return Qor16s(std::lround(x * 16384)); }
 
 void initTwiddles(Qor16s* pTwiddle, Qor32s len) {
     const Qor32s q = len / 4;
