@@ -530,11 +530,12 @@ QORAC_INLINE void transform(const FftCore& core, Source source, Destination dest
             default:
                 return transform<Vec<16>>(core, source, destination, work);
         }
+    } else if constexpr (kMaxLanes == 8) {
+        if (core.order > 6) return transform<Vec<8>>(core, source, destination, work);
+        return squareTransform(source, destination);
+    } else {
+        transform<Vec<4>>(core, source, destination, work);
     }
-    if constexpr (kMaxLanes == 8) {
-        if (core.order == 6) return squareTransform(source, destination);
-    }
-    transform<Vec<kMaxLanes>>(core, source, destination, work);
 }
 
 template <typename Source, typename Destination>
