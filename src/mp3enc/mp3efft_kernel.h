@@ -20,15 +20,12 @@ struct GroupOf {
 template <int points>
 using Group = typename GroupOf<points>::Type;
 
+// From 32-bit values, or from 16-bit ones of which two fill a lane.
 template <int points>
 static QORAC_INLINE Group<points> loadGroup(const void* p) {
     Group<points> v;
     __builtin_memcpy(&v, p, sizeof v);
     return v;
-}
-template <typename V>
-static QORAC_INLINE void storeGroup(Qor32s* p, V v) {
-    __builtin_memcpy(p, &v, sizeof v);
 }
 
 // Sums and differences wrap; shifts are arithmetic.
@@ -114,33 +111,33 @@ static QORAC_INLINE void butterfly(Qor32s* __restrict re, Qor32s* __restrict im,
     const auto at = [](const Qor32s* p, int i) { return loadGroup<points>(p + i); };
     const V re0 = at(re, i0), re1 = at(re, i1), re2 = at(re, i2), re3 = at(re, i3);
     const V im0 = at(im, i0), im1 = at(im, i1), im2 = at(im, i2), im3 = at(im, i3);
-    storeGroup(re + i0, add(re0, re2));
-    storeGroup(im + i0, add(im0, im2));
-    storeGroup(re + i1, add(re1, re3));
-    storeGroup(im + i1, add(im1, im3));
+    store(re + i0, add(re0, re2));
+    store(im + i0, add(im0, im2));
+    store(re + i1, add(re1, re3));
+    store(im + i1, add(im1, im3));
     const V re02 = sub(re0, re2), im02 = sub(im0, im2);
     const V re13 = sub(re1, re3), im13 = sub(im1, im3);
     const V upRe = add(re02, im13), upIm = sub(im02, re13);
     const V downRe = sub(re02, im13), downIm = add(im02, re13);
     if constexpr (n == 4) {
-        storeGroup(re + i2, upRe);
-        storeGroup(im + i2, upIm);
-        storeGroup(re + i3, downRe);
-        storeGroup(im + i3, downIm);
+        store(re + i2, upRe);
+        store(im + i2, upIm);
+        store(re + i3, downRe);
+        store(im + i3, downIm);
     } else {
         const Twiddles<n>& w = kTwiddles<n>;
         const Pair<V> up(upRe, upIm), down(downRe, downIm);
-        storeGroup(re + i2, up.times(loadGroup<points>(w.forRe1 + i0)));
-        storeGroup(im + i2, up.times(loadGroup<points>(w.forIm1 + i0)));
-        storeGroup(re + i3, down.times(loadGroup<points>(w.forRe3 + i0)));
-        storeGroup(im + i3, down.times(loadGroup<points>(w.forIm3 + i0)));
+        store(re + i2, up.times(loadGroup<points>(w.forRe1 + i0)));
+        store(im + i2, up.times(loadGroup<points>(w.forIm1 + i0)));
+        store(re + i3, down.times(loadGroup<points>(w.forRe3 + i0)));
+        store(im + i3, down.times(loadGroup<points>(w.forIm3 + i0)));
     }
 }
 
 static QORAC_INLINE void sumAndDifference(Qor32s* p) {
     const Group<1> first = loadGroup<1>(p), second = loadGroup<1>(p + 4);
-    storeGroup(p, add(first, second));
-    storeGroup(p + 4, sub(first, second));
+    store(p, add(first, second));
+    store(p + 4, sub(first, second));
 }
 
 // The split-radix transform of n values in place, with the result in bit-reversed order: behind the
@@ -214,8 +211,8 @@ static QORAC_INLINE void loadSamples(const Qor16s* const* pSrc, Qor32s* re, Qor3
             pickLanes(a1, b1, Interleaved<2, 0>{}), pickLanes(a1, b1, Interleaved<2, kUpper>{})};
         for (int p = 0; p < 4; ++p) {
             const int at = 4 * (i + p * kPoints);
-            storeGroup(re + at, shiftLeftBy(pairs[p], 16) >> (16 - guardBits));
-            storeGroup(im + at, shiftLeftBy(pairs[p] >> 16, guardBits));
+            store(re + at, shiftLeftBy(pairs[p], 16) >> (16 - guardBits));
+            store(im + at, shiftLeftBy(pairs[p] >> 16, guardBits));
         }
     }
 }
@@ -226,8 +223,8 @@ static QORAC_INLINE void _bitreverse(const Qor32s* in, Qor32s* __restrict forwar
                                      Qor32s* __restrict backward) {
     constexpr auto& reversed = kBitReversal<count>;
     for (int k = 0; k < count / 2; ++k) {
-        storeGroup(forward + 4 * k, loadGroup<1>(in + 4 * reversed[k]));
-        storeGroup(backward + 4 * k, loadGroup<1>(in + 4 * reversed[(count - k) % count]));
+        store(forward + 4 * k, loadGroup<1>(in + 4 * reversed[k]));
+        store(backward + 4 * k, loadGroup<1>(in + 4 * reversed[(count - k) % count]));
     }
 }
 
